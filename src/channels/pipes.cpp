@@ -1,0 +1,146 @@
+#include "channels/pipes.h"
+
+#include "channels/incomingCommands.h"
+#include "platform/handles.h"
+#include "platform/perProcess.h"
+#include "support/text.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace kovra {
+
+namespace {
+
+constexpr BOOL yes = -1;
+constexpr DWORD maxMessageSize = 100;
+constexpr std::size_t messageBufferSize = 101;
+static_assert(messageBufferSize == maxMessageSize + 1, "a read never reaches the last byte");
+
+constexpr DWORD messagePatienceMs = 5000; // from the connection to a whole message
+constexpr DWORD replyPatienceMs = 2000;   // from the reply to its reading
+
+struct ControlPipe {
+    FileHandle handle;
+    HGLOBAL securityDescriptor = nullptr;
+    /// Tick count at which the connected client was first seen without a message; empty without such a
+    /// client.
+    std::optional<DWORD> silentSince;
+    /// The system has shown that it tells how much of a pipe's quota is used.
+    bool quotaIsTold = false;
+};
+
+PerProcess<ControlPipe> controlPipe;
+
+void dropClient() {
+    DisconnectNamedPipe(controlPipe->handle.get());
+    controlPipe->silentSince.reset();
+}
+
+/// Frees the instance from a client that has gone away, or that lets it wait too long for a message.
+void dropIdleClient(DWORD readError) {
+    if (readError == ERROR_BROKEN_PIPE) {
+        dropClient();
+    } else if (readError == ERROR_NO_DATA || readError == ERROR_MORE_DATA) {
+        const DWORD now = GetTickCount();
+        if (!controlPipe->silentSince)
+            controlPipe->silentSince = now;
+        else if (now - *controlPipe->silentSince >= messagePatienceMs)
+            dropClient();
+    } else {
+        controlPipe->silentSince.reset();
+    }
+}
+
+struct PipeUse {
+    bool connected; ///< the client holds its end
+    DWORD used;     ///< bytes of the outgoing quota: replies that wait, or the read that the client waits in
+};
+
+/// Empty when the system can't tell. Asking neither waits nor leaves anything behind, on every Windows.
+std::optional<PipeUse> queryPipe() {
+    constexpr ULONG connectedState = 3;
+    IO_STATUS_BLOCK status{};
+    FILE_PIPE_LOCAL_INFORMATION information{};
+    if (NtQueryInformationFile(controlPipe->handle.get(), &status, &information, sizeof information,
+                               FilePipeLocalInformation) != 0)
+        return std::nullopt;
+    return PipeUse{information.NamedPipeState == connectedState,
+                   information.OutboundQuota - information.WriteQuotaAvailable};
+}
+
+bool isClientWaitingInRead() {
+    const std::optional<PipeUse> use = queryPipe();
+    return use && use->used != 0;
+}
+
+bool isReplyUnread(DWORD replySize) {
+    const std::optional<PipeUse> use = queryPipe();
+    if (!use)
+        return true;
+    if (!use->connected)
+        return false;
+    if (use->used != 0)
+        controlPipe->quotaIsTold = true;
+    // A system that never shows any quota used doesn't tell: there a client counts as reading until it
+    // closes.
+    return use->used == replySize || (use->used == 0 && !controlPipe->quotaIsTold);
+}
+
+/// Waits until the client has read the reply, for at most two seconds. FlushFileBuffers would do so without
+/// any limit, and its wait can't be ended from outside on every Windows.
+void waitUntilRead(DWORD replySize) {
+    const DWORD start = GetTickCount();
+    while (isReplyUnread(replySize) && GetTickCount() - start < replyPatienceMs)
+        Sleep(1);
+}
+
+} // namespace
+
+void createPipe(const char* name) {
+    HGLOBAL descriptor = GlobalAlloc(GMEM_ZEROINIT, sizeof(SECURITY_DESCRIPTOR));
+    controlPipe->securityDescriptor = descriptor;
+    InitializeSecurityDescriptor(descriptor, SECURITY_DESCRIPTOR_REVISION);
+    // A present but empty list grants every account full access: the application runs with any user's rights.
+    SetSecurityDescriptorDacl(descriptor, yes, nullptr, FALSE);
+    SECURITY_ATTRIBUTES attributes{};
+    attributes.nLength = sizeof attributes;
+    attributes.lpSecurityDescriptor = descriptor;
+    attributes.bInheritHandle = yes;
+    controlPipe->handle = FileHandle{CreateNamedPipeA(name, PIPE_ACCESS_DUPLEX,
+                                                      PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT,
+                                                      10, maxMessageSize, maxMessageSize, 100, &attributes)};
+}
+
+void servicePipe() {
+    if (!controlPipe->handle)
+        return;
+    HANDLE pipe = controlPipe->handle.get();
+    char buffer[messageBufferSize]{};
+    DWORD size = 0;
+    ConnectNamedPipe(pipe, nullptr);
+    if (!ReadFile(pipe, buffer, maxMessageSize, &size, nullptr)) {
+        dropIdleClient(GetLastError());
+        return;
+    }
+    std::wstring message;
+    for (DWORD index = 0; index < size; ++index)
+        message += fromAnsi({&buffer[index], 1});
+    const std::string reply = toAnsi(handleCommand(message));
+    const auto replySize = static_cast<DWORD>(std::min(reply.size(), messageBufferSize));
+    std::copy_n(reply.data(), replySize, buffer);
+    // A client that waits in its read gets the reply by the writing itself.
+    const bool readAtOnce = isClientWaitingInRead();
+    DWORD written = 0;
+    WriteFile(pipe, buffer, replySize, &written, nullptr);
+    if (!readAtOnce)
+        waitUntilRead(replySize);
+    dropClient();
+}
+
+void closePipe() {
+    controlPipe->handle.close();
+    GlobalFree(controlPipe->securityDescriptor);
+}
+
+} // namespace kovra

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/simulated/win32.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace kovra::simulated {
+
+class Machine;
+
+/// The machine that the calling thread belongs to.
+[[nodiscard]] Machine& machine();
+
+void setLastError(DWORD error);
+
+/// A spell of the calling thread inside the machine. The machine runs one thread at a time, in an order of
+/// its own, which the launcher's threads know nothing of; so that thread sanitizer judges the launcher by
+/// Windows' rules alone, it neither looks at the machine's own memory nor takes the machine's hand-over of
+/// the turn for synchronisation. What does synchronise on Windows is told by `releaseTo` and `acquireFrom`,
+/// outside of a spell.
+class MachineCode {
+public:
+    MachineCode();
+    ~MachineCode();
+    MachineCode(const MachineCode&) = delete;
+    MachineCode& operator=(const MachineCode&) = delete;
+};
+
+void releaseTo(const void* object);
+void acquireFrom(const void* object);
+
+/// A function's name as a template argument.
+template <std::size_t size>
+struct FunctionName {
+    constexpr FunctionName(const char (&text)[size]) { std::copy_n(text, size, characters); }
+
+    char characters[size];
+};
+
+[[nodiscard]] std::size_t addFunction(std::string_view name);
+
+/// The index under which each machine counts the calls of the function.
+template <FunctionName name>
+inline const std::size_t functionIndex = addFunction({name.characters, sizeof name.characters - 1});
+
+/// Counts the call on the calling thread's machine; gives whether it is to fail.
+[[nodiscard]] bool begin(std::size_t function);
+
+/// One call of one of the platform's functions: counts it and says whether a test wants it to fail. Every
+/// simulated function and method starts with one: `const Call<"SetEvent"> call;`.
+template <FunctionName name>
+class Call {
+public:
+    Call() : fails_(begin(functionIndex<name>)) {}
+
+    /// Yes when this call is to fail; the thread's last error is then set to the error that was asked for.
+    [[nodiscard]] bool fails() const { return fails_; }
+
+private:
+    MachineCode machineCode_;
+    bool fails_;
+};
+
+} // namespace kovra::simulated

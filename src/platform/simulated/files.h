@@ -1,0 +1,137 @@
+#pragma once
+
+#include "platform/simulated/caseless.h"
+#include "platform/simulated/win32.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovra::simulated {
+
+struct FileNode;
+struct ParsedPath;
+
+/// A file that a program holds open. It reads and writes in order; the file is let go when this goes.
+class OpenFile {
+public:
+    OpenFile(std::shared_ptr<FileNode> node, DWORD access, DWORD share);
+    OpenFile(OpenFile&& other) noexcept = default;
+    OpenFile& operator=(OpenFile&& other) noexcept;
+    ~OpenFile();
+
+    /// Reads the next bytes, none at the end of the file. No (ERROR_ACCESS_DENIED) when it isn't open for
+    /// reading.
+    bool read(void* buffer, DWORD size, DWORD& read);
+    /// Reads all that is left.
+    [[nodiscard]] std::optional<std::string> readRest();
+    /// Writes at the position, or behind the end when it is open for appending alone. No
+    /// (ERROR_ACCESS_DENIED) when it is open for neither.
+    bool write(const void* buffer, DWORD size, DWORD& written);
+    [[nodiscard]] std::uint64_t size() const;
+    /// The file's full path, with the case of its names.
+    [[nodiscard]] std::wstring path() const;
+
+private:
+    std::shared_ptr<FileNode> node_; // null once it was moved from
+    DWORD access_;
+    DWORD share_;
+    std::uint64_t position_ = 0;
+};
+
+/// What can be told of a file or folder, for comparison.
+struct FileFacts {
+    bool isFolder = false;
+    bool readOnly = false;
+    bool loaded = false;
+    bool inUse = false;
+    bool writesDenied = false;
+    std::wstring junctionTarget; ///< empty when it is no junction
+    std::string content;
+
+    bool operator==(const FileFacts&) const = default;
+};
+
+/// By full path; what a junction shows stands under its own path alone.
+using FileSnapshot = std::map<std::wstring, FileFacts>;
+
+/// The machine's drives and network shares with their folders and files. Names keep their case, which doesn't
+/// count. A path is a drive's ("C:\a"), a share's ("\\server\share\a"), or goes out from the current folder
+/// or its drive. A new machine has drive C: with Windows' folders and the special folders.
+class FileSystem {
+public:
+    FileSystem();
+    ~FileSystem();
+    FileSystem(const FileSystem&) = delete;
+    FileSystem& operator=(const FileSystem&) = delete;
+
+    std::wstring currentFolder = L"C:\\Windows\\System32";
+
+    // The world's hand: no attribute and no denial stops it. No means that the path is malformed or that a
+    // file stands where a folder is needed, or the other way round.
+
+    /// Gives the file this content, and makes it with all folders (and the drive or share) that are missing.
+    bool write(std::wstring_view path, std::string_view bytes);
+    bool makeFolder(std::wstring_view path);
+    /// Removes the file, or the folder with all below it; a junction goes without what it leads to.
+    bool remove(std::wstring_view path);
+    bool setReadOnly(std::wstring_view path, bool readOnly = true);
+    /// A library that a process has loaded: it can be moved, but not deleted or written.
+    bool setLoaded(std::wstring_view path, bool loaded = true);
+    /// A file that another program holds for itself: it can't be opened, moved or deleted.
+    bool setInUse(std::wstring_view path, bool inUse = true);
+    /// Nothing can be made, written, moved or deleted in the folder, and below it; it is made when it is
+    /// missing.
+    bool denyWrites(std::wstring_view path, bool denied = true);
+
+    // Looking, which Windows never refuses here.
+
+    [[nodiscard]] bool fileExists(std::wstring_view path) const;
+    [[nodiscard]] bool folderExists(std::wstring_view path) const;
+    /// The file's content; empty when there is no such file.
+    [[nodiscard]] std::optional<std::string> read(std::wstring_view path) const;
+    [[nodiscard]] std::optional<std::uint64_t> size(std::wstring_view path) const;
+    /// The names of what is in the folder, in order; empty when there is no such folder.
+    [[nodiscard]] std::vector<std::wstring> list(std::wstring_view path) const;
+    /// The same of the files alone.
+    [[nodiscard]] std::vector<std::wstring> listFiles(std::wstring_view path) const;
+    /// The path from its drive or share on, without `.`, `..` and a separator at the end.
+    [[nodiscard]] std::optional<std::wstring> fullPath(std::wstring_view path) const;
+    [[nodiscard]] FileSnapshot snapshot() const;
+
+    // What programs do, with all that Windows refuses. Each gives Windows' error code, ERROR_SUCCESS when
+    // done.
+
+    /// Empty when it can't be opened. `error` can be ERROR_ALREADY_EXISTS for a file that is opened: one that
+    /// CREATE_ALWAYS or OPEN_ALWAYS has found.
+    [[nodiscard]] std::optional<OpenFile> open(std::wstring_view path, DWORD access, DWORD share,
+                                               DWORD disposition, DWORD& error);
+    /// `force` deletes a read-only file too.
+    DWORD deleteFile(std::wstring_view path, bool force = false);
+    /// Deletes the folder with all below it, up to the first thing that can't be deleted; junctions in it go
+    /// without what they lead to.
+    DWORD deleteFolder(std::wstring_view path, bool force);
+    /// Moves a file, or a folder with all below it; the destination must not exist.
+    DWORD move(std::wstring_view source, std::wstring_view destination);
+    /// Makes the folder `link`, which must be missing or empty, show the content of the folder `target`.
+    DWORD makeJunction(std::wstring_view target, std::wstring_view link);
+
+private:
+    struct Place;
+
+    [[nodiscard]] FileNode* volume(std::wstring_view name) const;
+    [[nodiscard]] FileNode* throughJunctions(FileNode* node, int depth = 0) const;
+    [[nodiscard]] Place locate(std::wstring_view path, int depth = 0) const;
+    [[nodiscard]] FileNode* find(std::wstring_view path) const;
+    [[nodiscard]] FileNode* findFolder(std::wstring_view path) const;
+    [[nodiscard]] FileNode* findFile(std::wstring_view path) const;
+    FileNode* makeFolders(const ParsedPath& path, std::size_t count);
+
+    std::map<std::wstring, std::shared_ptr<FileNode>, Caseless> volumes_;
+};
+
+} // namespace kovra::simulated

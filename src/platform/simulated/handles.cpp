@@ -1,0 +1,325 @@
+#include "platform/simulated/handles.h"
+
+#include "platform/simulated/machine.h"
+
+namespace kovra::simulated {
+
+HANDLE Handles::add(KernelObject object) {
+    std::size_t index = entries_.size();
+    if (free_.empty()) {
+        entries_.emplace_back();
+    } else {
+        index = free_.back();
+        free_.pop_back();
+    }
+    entries_[index] = {std::move(object), currentThread()->process()};
+    ++open_;
+    return reinterpret_cast<HANDLE>((index + 1) * 4);
+}
+
+Handles::Entry* Handles::entryOf(HANDLE handle) {
+    const std::size_t number = reinterpret_cast<std::uintptr_t>(handle);
+    const std::size_t index = number / 4 - 1;
+    if (number % 4 == 0 && index < entries_.size()) {
+        Entry& entry = entries_[index];
+        if (entry.object.index() != 0 && entry.owner == currentThread()->process())
+            return &entry;
+    }
+    setLastErrorInvalid();
+    return nullptr;
+}
+
+void Handles::setLastErrorInvalid() {
+    setLastError(ERROR_INVALID_HANDLE);
+}
+
+KernelObject* Handles::findAny(HANDLE handle) {
+    Entry* entry = entryOf(handle);
+    return entry == nullptr ? nullptr : &entry->object;
+}
+
+bool Handles::close(HANDLE handle) {
+    Entry* entry = entryOf(handle);
+    if (entry == nullptr)
+        return false;
+    drop(*entry);
+    free_.push_back(reinterpret_cast<std::uintptr_t>(handle) / 4 - 1);
+    return true;
+}
+
+void Handles::closeAll(const Process& process) {
+    for (std::size_t index = 0; index < entries_.size(); ++index) {
+        Entry& entry = entries_[index];
+        if (entry.object.index() != 0 && entry.owner == &process) {
+            drop(entry);
+            free_.push_back(index);
+        }
+    }
+}
+
+void Handles::drop(Entry& entry) {
+    if (const OpenPipe* pipe = std::get_if<OpenPipe>(&entry.object))
+        closeServerEnd(*pipe->pipe);
+    if (const PipeWriteEnd* end = std::get_if<PipeWriteEnd>(&entry.object))
+        --end->pipe->writers;
+    entry = {};
+    --open_;
+}
+
+namespace {
+
+/// Whether a wait on the object ends; an auto-reset event is taken by that.
+bool takeSignal(KernelObject& object) {
+    if (Event* event = std::get_if<Event>(&object)) {
+        const bool signalled = event->signalled;
+        if (signalled && !event->manualReset)
+            event->signalled = false;
+        return signalled;
+    }
+    if (const ThreadObject* thread = std::get_if<ThreadObject>(&object))
+        return *thread->ended;
+    return false;
+}
+
+/// What a wait on the handle synchronises with.
+const void* synchronisationOf(HANDLE handle) {
+    return handle;
+}
+
+DWORD wait(DWORD count, const HANDLE* handles, DWORD milliseconds) {
+    Scheduler& scheduler = machine().scheduler;
+    std::vector<KernelObject*> objects;
+    for (DWORD index = 0; index < count; ++index) {
+        KernelObject* object = machine().handles.findAny(handles[index]);
+        if (object == nullptr) {
+            machine().misuses.emplace_back("wait on an unknown handle");
+            return WAIT_FAILED;
+        }
+        objects.push_back(object);
+    }
+    DWORD signalled = WAIT_TIMEOUT;
+    const std::uint64_t due = milliseconds == INFINITE ? Scheduler::never : scheduler.now() + milliseconds;
+    scheduler.blockUntil(due, [&] {
+        for (DWORD index = 0; index < count; ++index) {
+            if (takeSignal(*objects[index])) {
+                signalled = WAIT_OBJECT_0 + index;
+                return true;
+            }
+        }
+        return false;
+    });
+    return signalled;
+}
+
+} // namespace
+
+} // namespace kovra::simulated
+
+using namespace kovra::simulated;
+
+HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR) {
+    const Call<"CreateEventA"> call;
+    return call.fails() ? nullptr : machine().handles.add(Event{manualReset != 0, initialState != 0});
+}
+
+BOOL SetEvent(HANDLE handle) {
+    releaseTo(synchronisationOf(handle));
+    const Call<"SetEvent"> call;
+    if (call.fails())
+        return FALSE;
+    Event* event = machine().handles.find<Event>(handle);
+    if (event == nullptr) {
+        machine().misuses.emplace_back("SetEvent on an unknown handle");
+        return FALSE;
+    }
+    event->signalled = true;
+    return TRUE;
+}
+
+HANDLE CreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE start, LPVOID parameter, DWORD,
+                    LPDWORD threadId) {
+    const Call<"CreateThread"> call;
+    if (call.fails())
+        return nullptr;
+    ThreadObject object;
+    HANDLE handle = machine().handles.add(object);
+    machine().scheduler.start(*currentThread()->process(), [start, parameter, handle, ended = object.ended] {
+        start(parameter);
+        releaseTo(synchronisationOf(handle));
+        const MachineCode machineCode;
+        *ended = true;
+    });
+    if (threadId != nullptr)
+        *threadId = 1;
+    return handle;
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+    DWORD result = WAIT_FAILED;
+    {
+        const Call<"WaitForSingleObject"> call;
+        if (call.fails())
+            return WAIT_FAILED;
+        result = wait(1, &handle, milliseconds);
+    }
+    if (result == WAIT_OBJECT_0)
+        acquireFrom(synchronisationOf(handle));
+    return result;
+}
+
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD milliseconds) {
+    DWORD result = WAIT_FAILED;
+    {
+        const Call<"WaitForMultipleObjects"> call;
+        if (call.fails())
+            return WAIT_FAILED;
+        result = wait(count, handles, milliseconds);
+    }
+    if (result < WAIT_OBJECT_0 + count)
+        acquireFrom(synchronisationOf(handles[result - WAIT_OBJECT_0]));
+    return result;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+    const Call<"CloseHandle"> call;
+    const bool closed = machine().handles.close(handle);
+    // What an ended process held is closed already, and the world drops what its module values remember.
+    const Process* process = currentThread()->process();
+    if (!closed && process != nullptr && !process->ended)
+        machine().misuses.emplace_back("CloseHandle on an unknown handle");
+    return closed;
+}
+
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES*, DWORD disposition, DWORD,
+                   HANDLE) {
+    const Call<"CreateFileA"> call;
+    if (call.fails())
+        return INVALID_HANDLE_VALUE;
+    Machine& here = machine();
+    const std::string_view path{name};
+    if (path.starts_with(Mailslots::prefix)) {
+        const auto slot = here.mailslots.find(path.substr(Mailslots::prefix.size()));
+        if (slot == nullptr) {
+            setLastError(ERROR_FILE_NOT_FOUND);
+            return INVALID_HANDLE_VALUE;
+        }
+        return here.handles.add(OpenMailslot{slot});
+    }
+    DWORD error = ERROR_SUCCESS;
+    std::optional<OpenFile> file =
+        here.files.open(here.codePage.toWide(path), access, share, disposition, error);
+    if (!file) {
+        setLastError(error);
+        return INVALID_HANDLE_VALUE;
+    }
+    return here.handles.add(std::move(*file));
+}
+
+namespace {
+
+/// Reads from an anonymous pipe: waits for bytes, and fails when nobody is left to write any.
+BOOL readPipe(AnonymousPipe& pipe, char* buffer, DWORD size, DWORD* read) {
+    machine().scheduler.blockUntil(Scheduler::never,
+                                   [&] { return !pipe.bytes.empty() || pipe.writers == 0; });
+    if (pipe.bytes.empty()) {
+        setLastError(ERROR_BROKEN_PIPE);
+        return FALSE;
+    }
+    *read = 0;
+    while (*read < size && !pipe.bytes.empty()) {
+        buffer[(*read)++] = pipe.bytes.front();
+        pipe.bytes.pop_front();
+    }
+    return TRUE;
+}
+
+} // namespace
+
+BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED*) {
+    const Call<"ReadFile"> call;
+    *read = 0;
+    if (call.fails())
+        return FALSE;
+    KernelObject* object = machine().handles.findAny(handle);
+    if (object == nullptr)
+        return FALSE;
+    if (const OpenPipe* end = std::get_if<OpenPipe>(object))
+        return readMessage(*end->pipe, static_cast<char*>(buffer), size, *read);
+    if (const PipeReadEnd* end = std::get_if<PipeReadEnd>(object)) {
+        const std::shared_ptr<AnonymousPipe> pipe = end->pipe;
+        return readPipe(*pipe, static_cast<char*>(buffer), size, read);
+    }
+    if (OpenFile* file = std::get_if<OpenFile>(object))
+        return file->read(buffer, size, *read);
+    setLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written, OVERLAPPED*) {
+    const Call<"WriteFile"> call;
+    *written = 0;
+    if (call.fails())
+        return FALSE;
+    KernelObject* object = machine().handles.findAny(handle);
+    if (object == nullptr)
+        return FALSE;
+    const std::string_view bytes{static_cast<const char*>(buffer), size};
+    if (const OpenPipe* end = std::get_if<OpenPipe>(object))
+        return writeReply(*end->pipe, bytes, *written);
+    if (const OpenMailslot* end = std::get_if<OpenMailslot>(object))
+        return machine().mailslots.deliver(end->slot.lock(), bytes, *written);
+    if (OpenFile* file = std::get_if<OpenFile>(object)) {
+        const bool done = file->write(buffer, size, *written);
+        if (done && file->path() == traceFile)
+            machine().traced(bytes);
+        return done;
+    }
+    setLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+DWORD GetFileSize(HANDLE handle, DWORD* sizeHigh) {
+    const Call<"GetFileSize"> call;
+    const OpenFile* file = call.fails() ? nullptr : machine().handles.find<OpenFile>(handle);
+    if (file == nullptr)
+        return INVALID_FILE_SIZE;
+    const std::uint64_t size = file->size();
+    if (sizeHigh != nullptr)
+        *sizeHigh = static_cast<DWORD>(size >> 32);
+    return static_cast<DWORD>(size);
+}
+
+BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD) {
+    const Call<"CreatePipe"> call;
+    if (call.fails())
+        return FALSE;
+    const auto pipe = std::make_shared<AnonymousPipe>();
+    *readEnd = machine().handles.add(PipeReadEnd{pipe});
+    *writeEnd =
+        machine().handles.add(PipeWriteEnd{pipe, attributes != nullptr && attributes->bInheritHandle != 0});
+    return TRUE;
+}
+
+HANDLE RegisterEventSourceA(LPCSTR, LPCSTR source) {
+    const Call<"RegisterEventSourceA"> call;
+    return call.fails() ? nullptr : machine().handles.add(EventSource{source});
+}
+
+BOOL ReportEventA(HANDLE log, WORD type, WORD, DWORD, PSID, WORD stringCount, DWORD, LPCSTR* strings,
+                  LPVOID) {
+    const Call<"ReportEventA"> call;
+    if (call.fails() || machine().handles.find<EventSource>(log) == nullptr)
+        return FALSE;
+    if (type != EVENTLOG_INFORMATION_TYPE || stringCount != 1) {
+        machine().misuses.emplace_back("an event log entry of another kind");
+        return FALSE;
+    }
+    machine().eventLog.emplace_back(strings[0]);
+    machine().tell(Side::launcher, "event log: " + std::string{strings[0]});
+    return TRUE;
+}
+
+BOOL DeregisterEventSource(HANDLE log) {
+    const Call<"DeregisterEventSource"> call;
+    return machine().handles.close(log);
+}

@@ -1,0 +1,177 @@
+#include "platform/simulated/machine.h"
+
+#include <algorithm>
+
+#if defined(__SANITIZE_THREAD__)
+extern "C" {
+void AnnotateIgnoreReadsBegin(const char* file, int line);
+void AnnotateIgnoreReadsEnd(const char* file, int line);
+void AnnotateIgnoreWritesBegin(const char* file, int line);
+void AnnotateIgnoreWritesEnd(const char* file, int line);
+void AnnotateIgnoreSyncBegin(const char* file, int line);
+void AnnotateIgnoreSyncEnd(const char* file, int line);
+void __tsan_acquire(void* address);
+void __tsan_release(void* address);
+}
+#endif
+
+namespace kovra::simulated {
+
+namespace {
+
+Machine* theMachine = nullptr;
+
+std::vector<std::string>& functionNames() {
+    static std::vector<std::string> names;
+    return names;
+}
+
+} // namespace
+
+#if defined(__SANITIZE_THREAD__)
+MachineCode::MachineCode() {
+    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
+    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+}
+
+MachineCode::~MachineCode() {
+    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
+    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
+}
+
+void releaseTo(const void* object) {
+    __tsan_release(const_cast<void*>(object));
+}
+
+void acquireFrom(const void* object) {
+    __tsan_acquire(const_cast<void*>(object));
+}
+#else
+MachineCode::MachineCode() = default;
+MachineCode::~MachineCode() = default;
+
+void releaseTo(const void*) {}
+
+void acquireFrom(const void*) {}
+#endif
+
+Machine& machine() {
+    return *theMachine;
+}
+
+void setLastError(DWORD error) {
+    currentThread()->lastError = error;
+}
+
+std::size_t addFunction(std::string_view name) {
+    functionNames().emplace_back(name);
+    return functionNames().size() - 1;
+}
+
+bool begin(std::size_t function) {
+    Machine& here = *theMachine;
+    ++here.calls_[function];
+    return here.callMayFail(function);
+}
+
+Machine::Machine() : calls_(functionNames().size()), failures_(functionNames().size()) {
+    theMachine = this;
+}
+
+Machine::~Machine() {
+    observer = nullptr;
+    processes.onEnd = nullptr;
+    std::vector<DWORD> ids;
+    for (const Process* process : processes.list())
+        ids.push_back(process->id);
+    for (const DWORD id : ids)
+        processes.end(id);
+    play(0);
+    theMachine = nullptr;
+}
+
+bool Machine::callMayFail(std::size_t function) {
+    Failure& failure = failures_[function];
+    if (failure.times == 0)
+        return false;
+    if (failure.skip > 0) {
+        --failure.skip;
+        return false;
+    }
+    --failure.times;
+    setLastError(failure.error);
+    return true;
+}
+
+namespace {
+
+std::size_t indexOf(std::string_view function) {
+    const auto& names = functionNames();
+    return static_cast<std::size_t>(std::find(names.begin(), names.end(), function) - names.begin());
+}
+
+} // namespace
+
+std::uint64_t Machine::calls(std::string_view function) const {
+    return calls_.at(indexOf(function));
+}
+
+void Machine::fail(std::string_view function, DWORD error, std::uint64_t times, std::uint64_t skip) {
+    failures_.at(indexOf(function)) = {error, skip, times};
+}
+
+void Machine::heal(std::string_view function) {
+    failures_.at(indexOf(function)) = {};
+}
+
+DWORD Machine::start(const std::wstring& commandLine, DWORD session) {
+    const MachineCode machineCode;
+    return processes.launch(codePage.toAnsi(launcherPath), codePage.toAnsi(commandLine), session, false);
+}
+
+bool Machine::run(const std::wstring& commandLine, std::uint64_t limitMs) {
+    const DWORD id = start(commandLine);
+    return playUntil([&] { return processes.find(id) == nullptr; }, limitMs);
+}
+
+void Machine::inside(const std::function<void()>& body) {
+    const MachineCode machineCode;
+    const Process& process = processes.startLauncher("", 1, nullptr, body);
+    scheduler.blockUntil(scheduler.now() + 3'600'000, [&] { return process.ended; });
+    processes.reap();
+}
+
+void Machine::play(std::uint64_t milliseconds) {
+    playUntil([] { return false; }, milliseconds);
+}
+
+bool Machine::playUntil(const std::function<bool()>& condition, std::uint64_t limitMs) {
+    const MachineCode machineCode;
+    const bool held = scheduler.blockUntil(scheduler.now() + limitMs, [&] { return condition(); });
+    processes.reap();
+    return held;
+}
+
+void Machine::tell(Side side, std::string text) {
+    const Happening happening{scheduler.now(), side, std::move(text)};
+    if (observer)
+        observer(happening);
+    if (keepHappenings)
+        happenings.push_back(happening);
+}
+
+void Machine::traced(std::string_view line) {
+    constexpr std::string_view mark = " SCE: ";
+    const std::size_t start = line.find(mark) + mark.size();
+    const std::size_t end = line.rfind("\r\n");
+    traceLines.emplace_back(line.substr(start, end - start));
+    tell(Side::trace, traceLines.back());
+}
+
+} // namespace kovra::simulated
+
+DWORD GetLastError() {
+    return kovra::simulated::currentThread()->lastError;
+}

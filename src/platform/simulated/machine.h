@@ -1,0 +1,127 @@
+#pragma once
+
+#include "platform/simulated/call.h"
+#include "platform/simulated/clock.h"
+#include "platform/simulated/codePage.h"
+#include "platform/simulated/files.h"
+#include "platform/simulated/handles.h"
+#include "platform/simulated/mailslots.h"
+#include "platform/simulated/pipes.h"
+#include "platform/simulated/processes.h"
+#include "platform/simulated/registry.h"
+#include "platform/simulated/scheduler.h"
+#include "platform/simulated/services.h"
+#include "platform/simulated/sessions.h"
+#include "platform/simulated/shell.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovra::simulated {
+
+/// What the machine tells GetVersionExA.
+struct WindowsVersion {
+    DWORD major = 10;
+    DWORD minor = 0;
+    DWORD platformId = VER_PLATFORM_WIN32_NT;
+};
+
+/// Who did what happened: the world around the launcher, or a launcher process by a deed or by a trace line.
+enum class Side : std::uint8_t { machine, launcher, trace };
+
+/// The trace file's path as the file system shows it.
+inline constexpr std::wstring_view traceFile = L"C:\\P1\\log.txt";
+
+struct Happening {
+    std::uint64_t at; ///< milliseconds since the machine started
+    Side side;
+    std::string text;
+};
+
+/// A whole Windows machine in memory. Tests and the simulator set it up and look at it through its members;
+/// the launcher knows it by Windows' functions only. The thread that makes the machine plays it: it alone
+/// calls the members, and launcher processes run only while it is inside `run`, `inside`, `play` or
+/// `playUntil`.
+class Machine {
+public:
+    Machine();
+    /// Ends every launcher process that still runs.
+    ~Machine();
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+
+    Scheduler scheduler;
+    Clock clock{scheduler};
+    CodePage codePage;
+    WindowsVersion version;
+    FileSystem files;
+    Registry registry;
+    Pipes pipes{*this};
+    Handles handles;
+    Sessions sessions{*this};
+    ServiceManager services{*this};
+    Mailslots mailslots{*this};
+    Shell shell{*this};
+    Processes processes{*this};
+    std::vector<std::string> eventLog; ///< texts of the application event log's information entries
+
+    /// Path of the launcher's executable for the launcher processes that start from now on.
+    std::wstring launcherPath = L"C:\\Kovra\\bin\\kovraLauncher.exe";
+
+    /// Starts a launcher process with the text behind its program name, in the session of the service manager
+    /// (0) or of a user. It runs when the machine is played. Gives its process id.
+    DWORD start(const std::wstring& commandLine, DWORD session = 1);
+    /// Starts a launcher process and plays until it has ended; no when it still runs after `limitMs`.
+    bool run(const std::wstring& commandLine, std::uint64_t limitMs = 600'000);
+    /// Runs the body as the main thread of a fresh launcher process and plays until it is over.
+    void inside(const std::function<void()>& body);
+    /// Plays for a time.
+    void play(std::uint64_t milliseconds);
+    /// Plays until the condition holds (yes) or the time is over (no). The condition is asked whenever all
+    /// launcher threads are blocked.
+    bool playUntil(const std::function<bool()>& condition, std::uint64_t limitMs);
+
+    /// How often launcher processes have called the function of that name.
+    [[nodiscard]] std::uint64_t calls(std::string_view function) const;
+    /// Makes the next `times` calls of the function, behind `skip` good ones, fail with the error.
+    void fail(std::string_view function, DWORD error, std::uint64_t times = UINT64_MAX,
+              std::uint64_t skip = 0);
+    /// Lets the function work again.
+    void heal(std::string_view function);
+
+    /// Everything that is told by `tell`, in order, where `keepHappenings` is yes.
+    std::vector<Happening> happenings;
+    bool keepHappenings = true;
+    /// Called with each thing that happens, at the moment it does.
+    std::function<void(const Happening&)> observer;
+    void tell(Side side, std::string text);
+
+    /// The messages that have gone into the trace file, without their dates.
+    std::vector<std::string> traceLines;
+    void traced(std::string_view line);
+
+    /// Blocks of GlobalAlloc that are not freed.
+    int globalBlocks = 0;
+
+    /// Calls that a careful program does not make: an unknown handle closed, a record of the wrong size ...
+    std::vector<std::string> misuses;
+
+private:
+    friend bool begin(std::size_t function);
+
+    struct Failure {
+        DWORD error = 0;
+        std::uint64_t skip = 0;
+        std::uint64_t times = 0;
+    };
+
+    std::vector<std::uint64_t> calls_; // by function index
+    std::vector<Failure> failures_;    // by function index
+    bool callMayFail(std::size_t function);
+};
+
+} // namespace kovra::simulated

@@ -1,0 +1,328 @@
+#include "platform/simulated/pipes.h"
+
+#include "platform/simulated/machine.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kovra::simulated {
+
+/// Takes the connection from the client's end.
+struct PipeServer {
+    static void drop(Pipe& pipe) {
+        PipeClient* client = std::exchange(pipe.client, nullptr);
+        pipe.toServer.clear();
+        pipe.toClient.clear();
+        if (client == nullptr)
+            return;
+        client->pipe_.reset();
+        if (const auto dropped = client->onDropped)
+            dropped();
+    }
+};
+
+bool PipeClient::connect(std::string_view name) {
+    const auto pipe = machine_.pipes.find(name);
+    if (pipe == nullptr || pipe->state != Pipe::State::listening || !pipe->openToEveryone)
+        return false;
+    pipe->state = Pipe::State::connected;
+    pipe->client = this;
+    pipe_ = pipe;
+    return true;
+}
+
+bool PipeClient::write(std::string_view message) {
+    if (pipe_ == nullptr)
+        return false;
+    pipe_->toServer.emplace_back(message);
+    return true;
+}
+
+std::optional<std::string> PipeClient::read() {
+    if (pipe_ == nullptr || pipe_->toClient.empty())
+        return std::nullopt;
+    const std::string reply = std::move(pipe_->toClient.front());
+    pipe_->toClient.pop_front();
+    return reply;
+}
+
+void PipeClient::close() {
+    if (pipe_ == nullptr)
+        return;
+    pipe_->state = Pipe::State::clientGone;
+    pipe_->client = nullptr;
+    pipe_->toClient.clear();
+    pipe_.reset();
+}
+
+std::shared_ptr<Pipe> Pipes::find(std::string_view name) const {
+    const auto pipe = std::find_if(pipes.begin(), pipes.end(), [&](const auto& each) {
+        return each->serverOpen && sameName(each->name, name);
+    });
+    return pipe == pipes.end() ? nullptr : *pipe;
+}
+
+namespace {
+
+/// One program's conversation on the pipe, as a chain of planned events.
+struct Talk : std::enable_shared_from_this<Talk> {
+    Talk(Machine& theMachine, std::string theMessage, const ClientManner& theManner)
+        : machine(theMachine),
+          client(theMachine),
+          message(std::move(theMessage)),
+          manner(theManner) {}
+
+    void after(std::uint64_t milliseconds, void (Talk::*step)()) {
+        if (milliseconds != Scheduler::never)
+            machine.scheduler.after(milliseconds, [self = shared_from_this(), step] { ((*self).*step)(); });
+    }
+
+    void connect() {
+        if (!client.connect()) {
+            if (machine.scheduler.now() < givesUpAt)
+                after(10, &Talk::connect);
+            return;
+        }
+        result->connectedAt = machine.scheduler.now();
+        client.onDropped = [self = weak_from_this()] { self.lock()->result->dropped = true; };
+        if (!manner.readsAfter)
+            client.onReply = [self = weak_from_this()](const std::string& reply) {
+                self.lock()->answered(reply);
+            };
+        if (manner.vanishesAfter)
+            after(*manner.vanishesAfter, &Talk::vanish);
+        after(manner.writesAfter, &Talk::write);
+    }
+
+    void write() {
+        if (!client.write(message))
+            return;
+        machine.tell(Side::machine,
+                     "pipe client says " + (message.size() > 60 ? message.substr(0, 60) + "..." : message));
+        if (manner.readsAfter)
+            after(*manner.readsAfter, &Talk::read);
+    }
+
+    void read() {
+        if (const auto reply = client.read())
+            answered(*reply);
+        else if (client.connected())
+            after(1, &Talk::read);
+    }
+
+    void answered(const std::string& reply) {
+        result->answeredAt = machine.scheduler.now();
+        result->reply = reply;
+        ++result->replies;
+        if (!manner.readsOn)
+            client.onReply = nullptr;
+        after(manner.closesAfter, &Talk::vanish);
+    }
+
+    void vanish() { client.close(); }
+
+    Machine& machine;
+    PipeClient client;
+    std::string message;
+    ClientManner manner;
+    std::uint64_t givesUpAt = machine.scheduler.now() + manner.patienceMs;
+    std::shared_ptr<Conversation> result = std::make_shared<Conversation>();
+};
+
+} // namespace
+
+std::shared_ptr<Conversation> Pipes::say(const std::string& message, const ClientManner& manner) {
+    const auto talk = std::make_shared<Talk>(machine_, message, manner);
+    talks_.push_back(talk);
+    talk->after(0, &Talk::connect);
+    return talk->result;
+}
+
+BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
+    if (pipe.toServer.empty()) {
+        switch (pipe.state) {
+        case Pipe::State::disconnected:
+            setLastError(ERROR_PIPE_NOT_CONNECTED);
+            break;
+        case Pipe::State::listening:
+            setLastError(ERROR_PIPE_LISTENING);
+            break;
+        case Pipe::State::connected:
+            setLastError(ERROR_NO_DATA);
+            break;
+        case Pipe::State::clientGone:
+            setLastError(ERROR_BROKEN_PIPE);
+            break;
+        }
+        return FALSE;
+    }
+    std::string& message = pipe.toServer.front();
+    read = static_cast<DWORD>(std::min<std::size_t>(size, message.size()));
+    std::memcpy(buffer, message.data(), read);
+    if (read < message.size()) {
+        message.erase(0, read);
+        setLastError(ERROR_MORE_DATA);
+        return FALSE;
+    }
+    pipe.toServer.pop_front();
+    return TRUE;
+}
+
+BOOL writeReply(Pipe& pipe, std::string_view bytes, DWORD& written) {
+    if (pipe.state != Pipe::State::connected) {
+        setLastError(pipe.state == Pipe::State::clientGone ? ERROR_NO_DATA : ERROR_PIPE_LISTENING);
+        return FALSE;
+    }
+    written = static_cast<DWORD>(bytes.size());
+    machine().tell(Side::launcher, "answers " + std::string{bytes});
+    if (const auto reader = pipe.client->onReply)
+        reader(std::string{bytes});
+    else
+        pipe.toClient.emplace_back(bytes);
+    return TRUE;
+}
+
+void closeServerEnd(Pipe& pipe) {
+    PipeServer::drop(pipe);
+    pipe.state = Pipe::State::disconnected;
+    pipe.serverOpen = false;
+    std::erase_if(machine().pipes.pipes, [&](const auto& each) { return each.get() == &pipe; });
+}
+
+namespace {
+
+/// The pipe behind a server's handle; null, with the last error set, when it is none.
+Pipe* pipeOf(HANDLE handle) {
+    const OpenPipe* open = machine().handles.find<OpenPipe>(handle);
+    return open == nullptr ? nullptr : open->pipe.get();
+}
+
+/// A security descriptor as the calls below fill it.
+struct Descriptor {
+    BYTE revision;
+    BYTE daclPresent;
+    BYTE daclEmpty;
+};
+
+} // namespace
+
+} // namespace kovra::simulated
+
+using namespace kovra::simulated;
+
+HGLOBAL GlobalAlloc(UINT flags, SIZE_T size) {
+    const Call<"GlobalAlloc"> call;
+    if (call.fails() || flags != GMEM_ZEROINIT)
+        return nullptr;
+    ++machine().globalBlocks;
+    return new char[size]{};
+}
+
+HGLOBAL GlobalFree(HGLOBAL memory) {
+    const Call<"GlobalFree"> call;
+    if (memory == nullptr)
+        return nullptr;
+    --machine().globalBlocks;
+    delete[] static_cast<char*>(memory);
+    return nullptr;
+}
+
+BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision) {
+    const Call<"InitializeSecurityDescriptor"> call;
+    if (call.fails() || descriptor == nullptr || revision != SECURITY_DESCRIPTOR_REVISION)
+        return FALSE;
+    static_cast<Descriptor*>(descriptor)->revision = static_cast<BYTE>(revision);
+    return TRUE;
+}
+
+BOOL SetSecurityDescriptorDacl(PVOID descriptor, BOOL present, ACL* list, BOOL) {
+    const Call<"SetSecurityDescriptorDacl"> call;
+    if (call.fails() || descriptor == nullptr)
+        return FALSE;
+    static_cast<Descriptor*>(descriptor)->daclPresent = present != 0;
+    static_cast<Descriptor*>(descriptor)->daclEmpty = list == nullptr;
+    return TRUE;
+}
+
+HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD, DWORD outBufferSize, DWORD, DWORD,
+                        SECURITY_ATTRIBUTES* attributes) {
+    const Call<"CreateNamedPipeA"> call;
+    if (call.fails())
+        return INVALID_HANDLE_VALUE;
+    const std::string_view path{name};
+    if (!path.starts_with(Pipes::prefix) || openMode != PIPE_ACCESS_DUPLEX ||
+        pipeMode != (PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT)) {
+        machine().misuses.emplace_back("a pipe of another kind");
+        setLastError(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    const auto pipe = std::make_shared<Pipe>();
+    pipe->name = path.substr(Pipes::prefix.size());
+    pipe->outQuota = outBufferSize;
+    if (attributes != nullptr && attributes->nLength == sizeof(SECURITY_ATTRIBUTES) &&
+        attributes->lpSecurityDescriptor != nullptr) {
+        const Descriptor& descriptor = *static_cast<Descriptor*>(attributes->lpSecurityDescriptor);
+        pipe->openToEveryone = descriptor.revision == SECURITY_DESCRIPTOR_REVISION &&
+                               descriptor.daclPresent && descriptor.daclEmpty;
+    }
+    machine().pipes.pipes.push_back(pipe);
+    return machine().handles.add(OpenPipe{pipe});
+}
+
+BOOL ConnectNamedPipe(HANDLE handle, OVERLAPPED*) {
+    const Call<"ConnectNamedPipe"> call;
+    Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
+    if (pipe == nullptr)
+        return FALSE;
+    switch (pipe->state) {
+    case Pipe::State::disconnected:
+        pipe->state = Pipe::State::listening;
+        return TRUE;
+    case Pipe::State::listening:
+        setLastError(ERROR_PIPE_LISTENING);
+        break;
+    case Pipe::State::connected:
+        setLastError(ERROR_PIPE_CONNECTED);
+        break;
+    case Pipe::State::clientGone:
+        setLastError(ERROR_NO_DATA);
+        break;
+    }
+    return FALSE;
+}
+
+BOOL DisconnectNamedPipe(HANDLE handle) {
+    const Call<"DisconnectNamedPipe"> call;
+    Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
+    if (pipe == nullptr)
+        return FALSE;
+    PipeServer::drop(*pipe);
+    pipe->state = Pipe::State::disconnected;
+    return TRUE;
+}
+
+NTSTATUS NtQueryInformationFile(HANDLE handle, IO_STATUS_BLOCK*, PVOID information, ULONG length,
+                                FILE_INFORMATION_CLASS) {
+    constexpr NTSTATUS invalidHandle = static_cast<NTSTATUS>(0xC0000008);
+    const Call<"NtQueryInformationFile"> call;
+    const Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
+    if (pipe == nullptr || length != sizeof(FILE_PIPE_LOCAL_INFORMATION))
+        return invalidHandle;
+    constexpr ULONG stateNumbers[] = {1, 2, 3, 4};
+    auto& result = *static_cast<FILE_PIPE_LOCAL_INFORMATION*>(information);
+    result = {};
+    result.NamedPipeState = stateNumbers[static_cast<std::size_t>(pipe->state)];
+    result.OutboundQuota = pipe->outQuota;
+    result.WriteQuotaAvailable = pipe->outQuota;
+    if (!machine().pipes.quotaIsTold || pipe->state != Pipe::State::connected)
+        return 0;
+    // What waits for the client counts against the quota, and so does what a client that waits in its read
+    // has asked for, up to the whole quota.
+    ULONG used = 0;
+    for (const std::string& reply : pipe->toClient)
+        used += static_cast<ULONG>(reply.size());
+    if (pipe->client->onReply)
+        used = pipe->outQuota;
+    result.WriteQuotaAvailable = pipe->outQuota - std::min(used, pipe->outQuota);
+    return 0;
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstddef>
+
+namespace kovra::simulated {
+
+/// Registers a module-level value that each simulated process makes at its start and drops at its end.
+/// Gives the value's slot. Called while the program's statics are being set up.
+std::size_t addProcessValue(void* (*make)(), void (*drop)(void*));
+
+/// The value in the slot for the simulated process that the calling thread belongs to.
+void* processValue(std::size_t slot);
+
+} // namespace kovra::simulated

@@ -1,0 +1,332 @@
+#include "platform/simulated/processes.h"
+
+#include "frontend/commandLineMain.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/processState.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kovra::simulated {
+
+namespace {
+
+struct ProcessValue {
+    void* (*make)();
+    void (*drop)(void*);
+};
+
+std::vector<ProcessValue>& processValues() {
+    static std::vector<ProcessValue> values;
+    return values;
+}
+
+char lower(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+} // namespace
+
+std::size_t addProcessValue(void* (*make)(), void (*drop)(void*)) {
+    processValues().push_back({make, drop});
+    return processValues().size() - 1;
+}
+
+void* processValue(std::size_t slot) {
+    return currentThread()->process()->values[slot];
+}
+
+bool sameName(std::string_view one, std::string_view other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](char left, char right) { return lower(left) == lower(right); });
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string result{text};
+    std::transform(result.begin(), result.end(), result.begin(), lower);
+    return result;
+}
+
+Processes::~Processes() {
+    reap();
+}
+
+Process& Processes::add(const std::string& name, DWORD session, bool admin) {
+    Process& process = *running_.emplace_back(std::make_unique<Process>());
+    process.id = nextId_ += 4;
+    process.name = name;
+    process.session = session;
+    process.admin = admin;
+    return process;
+}
+
+DWORD Processes::start(const std::string& name, DWORD session, bool admin) {
+    Process& process = add(name, session, admin);
+    const DWORD id = process.id;
+    machine_.tell(Side::machine, name + " starts in session " + std::to_string(session));
+    if (const auto behaviour = onStart.find(lowerCase(name)); behaviour != onStart.end())
+        behaviour->second(process);
+    return id;
+}
+
+DWORD Processes::launch(const std::string& path, const std::string& arguments, DWORD session, bool admin,
+                        Service* service) {
+    const std::wstring widePath = machine_.codePage.toWide(path);
+    if (!machine_.files.fileExists(widePath))
+        return 0;
+    if (sameName(path, machine_.codePage.toAnsi(machine_.launcherPath))) {
+        const std::wstring line = machine_.codePage.toWide(arguments);
+        return startLauncher(arguments, session, service, [line] { kovra::main(line); }).id;
+    }
+    Process& process = add(path.substr(path.rfind('\\') + 1), session, admin);
+    const DWORD id = process.id;
+    process.path = path;
+    process.arguments = arguments;
+    machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) +
+                                     " starts in session " + std::to_string(session) +
+                                     (admin ? " with admin rights" : ""));
+    if (const auto behaviour = onStart.find(lowerCase(process.name)); behaviour != onStart.end())
+        behaviour->second(process);
+    return id;
+}
+
+Process& Processes::startLauncher(const std::string& arguments, DWORD session, Service* service,
+                                  std::function<void()> body) {
+    const std::string path = machine_.codePage.toAnsi(machine_.launcherPath);
+    Process& process = add(path.substr(path.rfind('\\') + 1), session, service != nullptr);
+    process.path = path;
+    process.arguments = arguments;
+    process.service = service;
+    for (const ProcessValue& value : processValues())
+        process.values.push_back(value.make());
+    machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) + " starts");
+    machine_.scheduler.start(process, [this, id = process.id, body = std::move(body)] {
+        body();
+        const MachineCode machineCode;
+        end(id);
+    });
+    return process;
+}
+
+void Processes::end(DWORD id) {
+    const auto entry = std::find_if(running_.begin(), running_.end(),
+                                    [id](const auto& process) { return process->id == id; });
+    if (entry == running_.end())
+        return;
+    Process& process = **entry;
+    process.ended = true;
+    ended_.splice(ended_.end(), running_, entry);
+    machine_.handles.closeAll(process);
+    machine_.mailslots.processEnded(process);
+    machine_.services.processEnded(process);
+    machine_.tell(Side::machine, process.name + " ends");
+    if (onEnd)
+        onEnd(process);
+}
+
+void Processes::endAll(std::string_view name) {
+    while (const Process* process = find(name))
+        end(process->id);
+}
+
+std::vector<const Process*> Processes::list() const {
+    std::vector<const Process*> result;
+    result.reserve(running_.size());
+    for (const auto& process : running_)
+        result.push_back(process.get());
+    return result;
+}
+
+Process* Processes::find(std::string_view name) const {
+    for (const auto& process : running_) {
+        if (sameName(process->name, name))
+            return process.get();
+    }
+    return nullptr;
+}
+
+Process* Processes::find(std::string_view name, DWORD session) const {
+    for (const auto& process : running_) {
+        if (process->session == session && sameName(process->name, name))
+            return process.get();
+    }
+    return nullptr;
+}
+
+Process* Processes::find(DWORD id) const {
+    for (const auto& process : running_) {
+        if (process->id == id)
+            return process.get();
+    }
+    return nullptr;
+}
+
+std::size_t Processes::count(std::string_view name) const {
+    return static_cast<std::size_t>(
+        std::count_if(running_.begin(), running_.end(),
+                      [name](const auto& process) { return sameName(process->name, name); }));
+}
+
+void Processes::reap() {
+    for (const auto& process : ended_) {
+        machine_.scheduler.forget(*process);
+        for (std::size_t slot = 0; slot < process->values.size(); ++slot)
+            processValues()[slot].drop(process->values[slot]);
+    }
+    ended_.clear();
+}
+
+} // namespace kovra::simulated
+
+using namespace kovra::simulated;
+
+HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) {
+    const Call<"CreateToolhelp32Snapshot"> call;
+    if (call.fails() || flags != TH32CS_SNAPPROCESS)
+        return INVALID_HANDLE_VALUE;
+    Snapshot snapshot;
+    for (const Process* process : machine().processes.list())
+        snapshot.entries.push_back({process->id, process->name});
+    return machine().handles.add(std::move(snapshot));
+}
+
+namespace {
+
+BOOL giveEntry(HANDLE handle, PROCESSENTRY32* entry, bool first) {
+    Snapshot* snapshot = machine().handles.find<Snapshot>(handle);
+    if (snapshot == nullptr)
+        return FALSE;
+    if (entry->dwSize != sizeof(PROCESSENTRY32)) {
+        machine().misuses.emplace_back("PROCESSENTRY32 of a wrong size");
+        setLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    if (first)
+        snapshot->next = 0;
+    if (snapshot->next == snapshot->entries.size()) {
+        setLastError(ERROR_NO_MORE_FILES);
+        return FALSE;
+    }
+    const auto& [id, name] = snapshot->entries[snapshot->next++];
+    entry->th32ProcessID = id;
+    const std::size_t length = std::min(name.size(), sizeof entry->szExeFile - 1);
+    std::memcpy(entry->szExeFile, name.data(), length);
+    entry->szExeFile[length] = '\0';
+    return TRUE;
+}
+
+} // namespace
+
+BOOL Process32First(HANDLE snapshot, PROCESSENTRY32* entry) {
+    const Call<"Process32First"> call;
+    return call.fails() ? FALSE : giveEntry(snapshot, entry, true);
+}
+
+BOOL Process32Next(HANDLE snapshot, PROCESSENTRY32* entry) {
+    const Call<"Process32Next"> call;
+    return call.fails() ? FALSE : giveEntry(snapshot, entry, false);
+}
+
+void ExitProcess(UINT) {
+    const Call<"ExitProcess"> call;
+    machine().processes.end(currentThread()->process()->id);
+    throw ProcessEnded{};
+}
+
+HANDLE GetCurrentProcess() {
+    return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
+}
+
+DWORD GetCurrentProcessId() {
+    const Call<"GetCurrentProcessId"> call;
+    return currentThread()->process()->id;
+}
+
+DWORD GetModuleFileNameA(HANDLE, LPSTR fileName, DWORD size) {
+    const Call<"GetModuleFileNameA"> call;
+    if (call.fails())
+        return 0;
+    const std::string path = currentThread()->process()->path;
+    const DWORD length = std::min(static_cast<DWORD>(path.size()), size);
+    std::memcpy(fileName, path.data(), length);
+    if (length < size)
+        fileName[length] = '\0';
+    return length;
+}
+
+BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
+    const Call<"ProcessIdToSessionId"> call;
+    if (call.fails())
+        return FALSE;
+    const Process* process = machine().processes.find(processId);
+    if (process == nullptr) {
+        setLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    *sessionId = process->session;
+    return TRUE;
+}
+
+HANDLE OpenProcess(DWORD access, BOOL, DWORD processId) {
+    const Call<"OpenProcess"> call;
+    if (call.fails())
+        return nullptr;
+    const Process* process = machine().processes.find(processId);
+    if (process == nullptr || process->unkillable) {
+        setLastError(process == nullptr ? ERROR_INVALID_PARAMETER : ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    return machine().handles.add(OpenedProcess{processId, access});
+}
+
+BOOL TerminateProcess(HANDLE handle, UINT) {
+    const Call<"TerminateProcess"> call;
+    if (call.fails())
+        return FALSE;
+    const OpenedProcess* opened = machine().handles.find<OpenedProcess>(handle);
+    if (opened == nullptr)
+        return FALSE;
+    if ((opened->access & PROCESS_TERMINATE) == 0) {
+        setLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    const Process* process = machine().processes.find(opened->processId);
+    if (process == nullptr) {
+        setLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    machine().tell(Side::launcher, "terminates " + process->name);
+    Processes& processes = machine().processes;
+    if (processes.terminationMs == 0)
+        processes.end(process->id);
+    else
+        machine().scheduler.after(processes.terminationMs,
+                                  [&processes, id = process->id] { processes.end(id); });
+    return TRUE;
+}
+
+BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
+    const Call<"OpenProcessToken"> call;
+    if (call.fails())
+        return FALSE;
+    if (process != GetCurrentProcess())
+        machine().misuses.emplace_back("a token asked of another process");
+    *token = machine().handles.add(Token{access});
+    return TRUE;
+}
+
+BOOL LookupPrivilegeValueA(LPCSTR, LPCSTR name, LUID* luid) {
+    const Call<"LookupPrivilegeValueA"> call;
+    if (call.fails() || std::strcmp(name, "SeDebugPrivilege") != 0)
+        return FALSE;
+    *luid = {20, 0};
+    return TRUE;
+}
+
+BOOL AdjustTokenPrivileges(HANDLE handle, BOOL, TOKEN_PRIVILEGES* state, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+    const Call<"AdjustTokenPrivileges"> call;
+    if (call.fails())
+        return FALSE;
+    const Token* token = machine().handles.find<Token>(handle);
+    return token != nullptr && (token->access & TOKEN_ADJUST_PRIVILEGES) != 0 && state->PrivilegeCount == 1;
+}

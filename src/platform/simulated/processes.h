@@ -1,0 +1,88 @@
+#pragma once
+
+#include "platform/simulated/scheduler.h"
+
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovra::simulated {
+
+class Machine;
+struct Service;
+
+/// A process of the machine: a plain entry of the process list or, with threads and module values, a
+/// launcher.
+class Process {
+public:
+    DWORD id = 0;
+    std::string name; ///< as the process list shows it; ANSI, usually a bare file name
+    DWORD session = 0;
+    bool admin = false;         ///< runs with admin rights
+    bool unkillable = false;    ///< the launcher may not open it
+    std::string path;           ///< of its executable, where it was started by path
+    std::string arguments;      ///< behind the program name
+    Service* service = nullptr; ///< the service that it was started for, if any
+    bool ended = false;
+    std::vector<void*> values; ///< a launcher's module-level values, by slot
+};
+
+/// The process list, and the launcher processes in it.
+class Processes {
+public:
+    explicit Processes(Machine& machine) : machine_(machine) {}
+
+    ~Processes();
+    Processes(const Processes&) = delete;
+    Processes& operator=(const Processes&) = delete;
+
+    /// Puts a process into the list, at its end, and calls what `onStart` holds for it. Gives its id.
+    DWORD start(const std::string& name, DWORD session, bool admin = false);
+    /// Starts an executable by its path: a launcher process where the file is the machine's launcher, else a
+    /// plain process. Gives its id, 0 when there is no such file.
+    DWORD launch(const std::string& path, const std::string& arguments, DWORD session, bool admin,
+                 Service* service = nullptr);
+    /// Starts a launcher process that runs the body on its main thread.
+    Process& startLauncher(const std::string& arguments, DWORD session, Service* service,
+                           std::function<void()> body);
+    /// Takes the process off the list; a launcher's threads end where they stand.
+    void end(DWORD id);
+    /// Ends all of the name.
+    void endAll(std::string_view name);
+
+    /// The processes in list order.
+    [[nodiscard]] std::vector<const Process*> list() const;
+    /// The first of the name, whatever its case, optionally in one session; null when there is none.
+    [[nodiscard]] Process* find(std::string_view name) const;
+    [[nodiscard]] Process* find(std::string_view name, DWORD session) const;
+    [[nodiscard]] Process* find(DWORD id) const;
+    [[nodiscard]] std::size_t count(std::string_view name) const;
+
+    /// What a program does when it has been started, by its name in lower case.
+    std::map<std::string, std::function<void(Process&)>> onStart;
+    /// Called with each process that has left the list.
+    std::function<void(const Process&)> onEnd;
+    /// How long a terminated process stays in the list.
+    std::uint64_t terminationMs = 0;
+
+    /// Drops what ended launchers left. Called by the world only.
+    void reap();
+
+private:
+    Process& add(const std::string& name, DWORD session, bool admin);
+
+    Machine& machine_;
+    DWORD nextId_ = 4;
+    std::list<std::unique_ptr<Process>> running_;
+    std::list<std::unique_ptr<Process>> ended_;
+};
+
+/// Whether two names are the same to Windows.
+[[nodiscard]] bool sameName(std::string_view one, std::string_view other);
+[[nodiscard]] std::string lowerCase(std::string_view text);
+
+} // namespace kovra::simulated

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "platform/simulated/win32.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <semaphore>
+#include <thread>
+#include <vector>
+
+namespace kovra::simulated {
+
+class Process;
+class Scheduler;
+
+/// Thrown through a launcher thread whose process has ended; nothing in the launcher catches it.
+struct ProcessEnded {};
+
+/// One thread of a simulated process, or the world: the thread that owns the machine and plays it.
+class Thread {
+public:
+    [[nodiscard]] Process* process() const { return process_; }
+
+    [[nodiscard]] bool ended() const { return ended_; }
+
+    DWORD lastError = 0;
+
+private:
+    friend class Scheduler;
+
+    Process* process_ = nullptr;
+    std::thread osThread_;
+    std::binary_semaphore turn_{0};
+    bool (*condition_)(void*) = nullptr; // null: ready to run
+    void* conditionContext_ = nullptr;
+    std::uint64_t due_ = 0;
+    bool conditionHeld_ = false;
+    bool ended_ = false;
+};
+
+/// The machine's clock and its threads. One thread runs at a time; it runs until it blocks. When all are
+/// blocked the clock moves straight to the next thing due: a planned event, or the end of a wait. Every run
+/// of the same machine is thus the same run.
+class Scheduler {
+public:
+    static constexpr std::uint64_t never = UINT64_MAX;
+
+    Scheduler();
+    ~Scheduler();
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
+
+    /// Milliseconds since the machine started, which never wrap.
+    [[nodiscard]] std::uint64_t now() const { return now_; }
+
+    /// Plans an event; events of one time run in the order in which they were planned, ahead of the threads
+    /// that are due then. A time that has passed means now. The event runs inside the machine and must not
+    /// block.
+    void at(std::uint64_t time, std::function<void()> event);
+
+    void after(std::uint64_t milliseconds, std::function<void()> event) {
+        at(now_ + milliseconds, std::move(event));
+    }
+
+    /// Blocks the calling thread until the condition holds (yes) or the clock has reached `due` (no).
+    template <typename Condition>
+    bool blockUntil(std::uint64_t due, Condition condition) {
+        return block(
+            due, [](void* context) { return static_cast<bool>((*static_cast<Condition*>(context))()); },
+            &condition);
+    }
+
+    /// Starts a thread of the process; it runs when the calling thread blocks.
+    Thread& start(Process& process, std::function<void()> body);
+
+    /// Drops the threads of an ended process, all of which must have ended.
+    void forget(const Process& process);
+
+private:
+    bool block(std::uint64_t due, bool (*condition)(void*), void* context);
+    void passTurn(Thread& from);
+    Thread& nextThread();
+    void advance();
+
+    std::uint64_t now_ = 0;
+    std::multimap<std::uint64_t, std::function<void()>> events_;
+    std::vector<std::unique_ptr<Thread>> threads_; // the world last
+    Thread* world_ = nullptr;
+};
+
+/// The calling thread; null outside of any machine.
+[[nodiscard]] Thread* currentThread();
+
+} // namespace kovra::simulated

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "platform/simulated/scheduler.h"
+
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovra::simulated {
+
+class Machine;
+
+struct Service {
+    std::string name;
+    std::string displayName;
+    std::string binaryPath;
+    DWORD type = SERVICE_WIN32_OWN_PROCESS;
+    DWORD startType = SERVICE_AUTO_START;
+    DWORD errorControl = SERVICE_ERROR_NORMAL;
+    std::string account = "LocalSystem";
+    bool markedForDelete = false;
+    DWORD state = SERVICE_STOPPED;
+    DWORD processId = 0;                 ///< 0 while no process runs for it
+    std::vector<SERVICE_STATUS> reports; ///< everything that it has reported since its last start
+
+    bool operator==(const Service& other) const {
+        return name == other.name && displayName == other.displayName && binaryPath == other.binaryPath &&
+               startType == other.startType && markedForDelete == other.markedForDelete;
+    }
+
+    [[nodiscard]] std::vector<DWORD> reportedStates() const;
+
+private:
+    friend class ServiceManager;
+
+    std::vector<DWORD> controls_; // waiting for the dispatcher
+    LPHANDLER_FUNCTION handler_ = nullptr;
+    int openHandles_ = 0;
+};
+
+/// The service manager and its database.
+class ServiceManager {
+public:
+    explicit ServiceManager(Machine& machine) : machine_(machine) {}
+
+    Service& add(const std::string& name, const std::string& binaryPath);
+    [[nodiscard]] Service* find(std::string_view name) const;
+    [[nodiscard]] std::vector<Service> list() const;
+
+    /// Starts the service's process; no when it is unknown, marked for deletion or running.
+    bool start(std::string_view name);
+    /// Sends a control; no when the service doesn't run or doesn't take it.
+    bool control(std::string_view name, DWORD code);
+    /// Starts what starts by itself.
+    void boot();
+
+    bool denied = false; ///< the launcher has no right to open the manager for changes
+
+    /// Handles to the manager and to services that are open.
+    int openHandles = 0;
+
+    void processEnded(const Process& process);
+
+    // What the launcher's calls come down to.
+    BOOL dispatch(const SERVICE_TABLE_ENTRYA* table);
+    SERVICE_STATUS_HANDLE registerHandler(LPHANDLER_FUNCTION handler);
+    BOOL report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status);
+    DWORD remove(Service& service);
+    SC_HANDLE open(Service* service);
+    BOOL close(SC_HANDLE handle);
+    [[nodiscard]] static Service* serviceOf(SC_HANDLE handle);
+
+private:
+    void dropIfDone(Service& service);
+
+    Machine& machine_;
+    std::list<Service> services_;
+};
+
+} // namespace kovra::simulated

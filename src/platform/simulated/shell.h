@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/simulated/specialFolders.h"
+#include "platform/simulated/win32.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kovra::simulated {
+
+class Machine;
+
+/// One call of ShellExecuteA.
+struct ShellCall {
+    std::string operation;
+    std::string file;
+    std::string parameters;
+    std::string directory;
+    int show;
+
+    friend bool operator==(const ShellCall&, const ShellCall&) = default;
+};
+
+/// What a console program writes: pieces, each so many milliseconds behind the one before, then the end.
+struct ConsoleRun {
+    std::vector<std::pair<std::uint64_t, std::string>> output;
+    std::uint64_t endsAfter =
+        0; ///< milliseconds behind the last piece; `Scheduler::never`: keeps its output open
+};
+
+/// Programs started by name, message boxes, and what the shell knows of its folders.
+class Shell {
+public:
+    explicit Shell(Machine& machine);
+
+    SpecialFolders specialFolders;
+
+    std::vector<ShellCall> executed;
+    /// How long behind ShellExecuteA a hidden child does its work.
+    std::uint64_t childDelayMs = 50;
+
+    /// Console programs by name in lower case; each is given its whole command line. `schtasks` is there.
+    std::map<std::string, std::function<ConsoleRun(const std::string&)>> consolePrograms;
+    std::vector<std::string> consoleCommands;
+
+    std::vector<std::string> messageBoxes;
+    /// When somebody closes a message box; empty: nobody is there.
+    std::optional<std::uint64_t> messageBoxClosesAfter = 1000;
+
+    void execute(const ShellCall& call, DWORD session);
+
+private:
+    ConsoleRun runTaskScheduler(const std::string& commandLine);
+
+    Machine& machine_;
+    std::map<std::string, std::string> tasks_; // what each scheduled task runs
+};
+
+} // namespace kovra::simulated

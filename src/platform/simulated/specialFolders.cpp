@@ -1,0 +1,69 @@
+#include "platform/simulated/specialFolders.h"
+
+#include "platform/simulated/machine.h"
+
+#include <cstring>
+
+struct ITEMIDLIST {
+    std::wstring path;
+};
+
+namespace kovra::simulated {
+
+namespace {
+
+constexpr HRESULT failed = static_cast<HRESULT>(0x80004005U);
+
+} // namespace
+
+SpecialFolders::SpecialFolders() {
+    const std::wstring roaming = L"C:\\Users\\user\\AppData\\Roaming";
+    const std::wstring shared = L"C:\\ProgramData";
+    const std::wstring startup = L"\\Microsoft\\Windows\\Start Menu\\Programs\\Startup";
+    paths = {{CSIDL_APPDATA, roaming},
+             {CSIDL_COMMON_APPDATA, shared},
+             {CSIDL_STARTUP, roaming + startup},
+             {CSIDL_COMMON_STARTUP, shared + startup}};
+    environment = {
+        {L"APPDATA", roaming},      {L"ProgramData", shared},        {L"ProgramFiles", L"C:\\Program Files"},
+        {L"SystemDrive", L"C:"},    {L"SystemRoot", L"C:\\Windows"}, {L"USERPROFILE", L"C:\\Users\\user"},
+        {L"windir", L"C:\\Windows"}};
+}
+
+SpecialFolders::~SpecialFolders() = default;
+
+} // namespace kovra::simulated
+
+using namespace kovra::simulated;
+
+HRESULT SHGetSpecialFolderLocation(HWND, int folder, ITEMIDLIST** list) {
+    const Call<"SHGetSpecialFolderLocation"> call;
+    *list = nullptr;
+    SpecialFolders& folders = machine().shell.specialFolders;
+    const auto found = folders.paths.find(folder);
+    if (call.fails() || found == folders.paths.end())
+        return failed;
+    auto given = std::make_unique<ITEMIDLIST>(ITEMIDLIST{found->second});
+    *list = given.get();
+    folders.lists.emplace(*list, std::move(given));
+    return 0;
+}
+
+BOOL SHGetPathFromIDListA(const ITEMIDLIST* list, LPSTR path) {
+    const Call<"SHGetPathFromIDListA"> call;
+    Machine& here = machine();
+    if (call.fails() || !here.shell.specialFolders.lists.contains(list))
+        return FALSE;
+    const std::string text = here.codePage.toAnsi(list->path);
+    if (text.size() >= MAX_PATH)
+        return FALSE;
+    std::memcpy(path, text.c_str(), text.size() + 1);
+    return TRUE;
+}
+
+void CoTaskMemFree(LPVOID memory) {
+    const Call<"CoTaskMemFree"> call;
+    Machine& here = machine();
+    if (memory != nullptr && here.shell.specialFolders.lists.erase(memory) == 0)
+        here.misuses.emplace_back("CoTaskMemFree of unknown memory");
+}

@@ -1,0 +1,406 @@
+#pragma once
+
+// The subset of Windows that the launcher calls, with Windows' own names, types and values. The simulated
+// machine implements it.
+
+#include <cstddef>
+#include <cstdint>
+
+using BYTE = std::uint8_t;
+using WORD = std::uint16_t;
+using DWORD = std::uint32_t;
+using UINT = std::uint32_t;
+using ULONG = std::uint32_t;
+using LONG = std::int32_t;
+using INT = int;
+using BOOL = int;
+using SIZE_T = std::size_t;
+using ULONG_PTR = std::uintptr_t;
+using LONG_PTR = std::intptr_t;
+using UINT_PTR = std::uintptr_t;
+using NTSTATUS = LONG;
+using HRESULT = LONG;
+using HANDLE = void*;
+using LPVOID = void*;
+using PVOID = void*;
+using HGLOBAL = void*;
+using LPSTR = char*;
+using LPCSTR = const char*;
+using LPWSTR = wchar_t*;
+using LPCWSTR = const wchar_t*;
+using LPDWORD = DWORD*;
+using REGSAM = DWORD;
+using WPARAM = UINT_PTR;
+using LPARAM = LONG_PTR;
+using LRESULT = LONG_PTR;
+using PSID = void*;
+
+#define WINAPI
+#define CALLBACK
+
+constexpr BOOL FALSE = 0;
+constexpr BOOL TRUE = 1;
+constexpr DWORD INFINITE = 0xFFFFFFFF;
+constexpr DWORD MAX_PATH = 260;
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
+
+constexpr DWORD ERROR_SUCCESS = 0;
+constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+constexpr DWORD ERROR_ACCESS_DENIED = 5;
+constexpr DWORD ERROR_INVALID_HANDLE = 6;
+constexpr DWORD ERROR_NO_MORE_FILES = 18;
+constexpr DWORD ERROR_SHARING_VIOLATION = 32;
+constexpr DWORD ERROR_HANDLE_EOF = 38;
+constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+constexpr DWORD ERROR_BROKEN_PIPE = 109;
+constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+constexpr DWORD ERROR_PIPE_BUSY = 231;
+constexpr DWORD ERROR_NO_DATA = 232;
+constexpr DWORD ERROR_PIPE_NOT_CONNECTED = 233;
+constexpr DWORD ERROR_MORE_DATA = 234;
+constexpr DWORD ERROR_PIPE_CONNECTED = 535;
+constexpr DWORD ERROR_PIPE_LISTENING = 536;
+constexpr DWORD ERROR_SERVICE_DOES_NOT_EXIST = 1060;
+constexpr DWORD ERROR_FAILED_SERVICE_CONTROLLER_CONNECT = 1063;
+constexpr DWORD ERROR_SERVICE_MARKED_FOR_DELETE = 1072;
+constexpr DWORD ERROR_SERVICE_EXISTS = 1073;
+constexpr DWORD ERROR_INVALID_NAME = 123;
+
+DWORD GetLastError();
+
+// Threads, events, waits, clock
+
+struct SECURITY_ATTRIBUTES {
+    DWORD nLength;
+    LPVOID lpSecurityDescriptor;
+    BOOL bInheritHandle;
+};
+
+using LPTHREAD_START_ROUTINE = DWORD(WINAPI*)(LPVOID);
+
+constexpr DWORD WAIT_OBJECT_0 = 0;
+constexpr DWORD WAIT_TIMEOUT = 258;
+constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+
+HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name);
+BOOL SetEvent(HANDLE event);
+HANDLE CreateThread(SECURITY_ATTRIBUTES* attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE start,
+                    LPVOID parameter, DWORD flags, LPDWORD threadId);
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
+BOOL CloseHandle(HANDLE handle);
+DWORD GetTickCount();
+void Sleep(DWORD milliseconds);
+
+// Processes
+
+constexpr DWORD TH32CS_SNAPPROCESS = 2;
+
+struct PROCESSENTRY32 {
+    DWORD dwSize;
+    DWORD cntUsage;
+    DWORD th32ProcessID;
+    ULONG_PTR th32DefaultHeapID;
+    DWORD th32ModuleID;
+    DWORD cntThreads;
+    DWORD th32ParentProcessID;
+    LONG pcPriClassBase;
+    DWORD dwFlags;
+    char szExeFile[MAX_PATH];
+};
+
+HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD processId);
+BOOL Process32First(HANDLE snapshot, PROCESSENTRY32* entry);
+BOOL Process32Next(HANDLE snapshot, PROCESSENTRY32* entry);
+
+[[noreturn]] void ExitProcess(UINT exitCode);
+HANDLE GetCurrentProcess();
+DWORD GetCurrentProcessId();
+DWORD GetModuleFileNameA(HANDLE module, LPSTR fileName, DWORD size);
+BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId);
+
+constexpr DWORD PROCESS_TERMINATE = 1;
+HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId);
+BOOL TerminateProcess(HANDLE process, UINT exitCode);
+
+struct LUID {
+    DWORD LowPart;
+    LONG HighPart;
+};
+
+struct LUID_AND_ATTRIBUTES {
+    LUID Luid;
+    DWORD Attributes;
+};
+
+struct TOKEN_PRIVILEGES {
+    DWORD PrivilegeCount;
+    LUID_AND_ATTRIBUTES Privileges[1];
+};
+
+constexpr DWORD TOKEN_QUERY = 8;
+constexpr DWORD TOKEN_ADJUST_PRIVILEGES = 32;
+constexpr DWORD SE_PRIVILEGE_ENABLED = 2;
+BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token);
+BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid);
+BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* state, DWORD length,
+                           TOKEN_PRIVILEGES* previous, DWORD* returnLength);
+
+struct STARTUPINFOA {
+    DWORD cb;
+    LPSTR lpReserved;
+    LPSTR lpDesktop;
+    LPSTR lpTitle;
+    DWORD dwX;
+    DWORD dwY;
+    DWORD dwXSize;
+    DWORD dwYSize;
+    DWORD dwXCountChars;
+    DWORD dwYCountChars;
+    DWORD dwFillAttribute;
+    DWORD dwFlags;
+    WORD wShowWindow;
+    WORD cbReserved2;
+    BYTE* lpReserved2;
+    HANDLE hStdInput;
+    HANDLE hStdOutput;
+    HANDLE hStdError;
+};
+
+struct PROCESS_INFORMATION {
+    HANDLE hProcess;
+    HANDLE hThread;
+    DWORD dwProcessId;
+    DWORD dwThreadId;
+};
+
+constexpr DWORD STARTF_USESHOWWINDOW = 1;
+constexpr DWORD STARTF_USESTDHANDLES = 256;
+constexpr DWORD NORMAL_PRIORITY_CLASS = 32;
+BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD size);
+BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUTES* processAttributes,
+                    SECURITY_ATTRIBUTES* threadAttributes, BOOL inheritHandles, DWORD flags,
+                    LPVOID environment, LPCSTR currentDirectory, STARTUPINFOA* startup,
+                    PROCESS_INFORMATION* information);
+
+// Services and the event log
+
+struct SERVICE_STATUS {
+    DWORD dwServiceType;
+    DWORD dwCurrentState;
+    DWORD dwControlsAccepted;
+    DWORD dwWin32ExitCode;
+    DWORD dwServiceSpecificExitCode;
+    DWORD dwCheckPoint;
+    DWORD dwWaitHint;
+};
+using SERVICE_STATUS_HANDLE = struct ServiceStatusHandle*;
+using SC_HANDLE = struct ServiceControlHandle*;
+using LPSERVICE_MAIN_FUNCTIONA = void(WINAPI*)(DWORD, LPSTR*);
+using LPHANDLER_FUNCTION = void(WINAPI*)(DWORD);
+
+struct SERVICE_TABLE_ENTRYA {
+    LPSTR lpServiceName;
+    LPSERVICE_MAIN_FUNCTIONA lpServiceProc;
+};
+
+constexpr DWORD SERVICE_WIN32_OWN_PROCESS = 0x10;
+constexpr DWORD SERVICE_STOPPED = 1;
+constexpr DWORD SERVICE_START_PENDING = 2;
+constexpr DWORD SERVICE_STOP_PENDING = 3;
+constexpr DWORD SERVICE_RUNNING = 4;
+constexpr DWORD SERVICE_ACCEPT_STOP = 1;
+constexpr DWORD SERVICE_ACCEPT_SHUTDOWN = 4;
+constexpr DWORD SERVICE_CONTROL_STOP = 1;
+constexpr DWORD SERVICE_CONTROL_INTERROGATE = 4;
+constexpr DWORD SERVICE_CONTROL_SHUTDOWN = 5;
+BOOL StartServiceCtrlDispatcherA(const SERVICE_TABLE_ENTRYA* table);
+SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerA(LPCSTR name, LPHANDLER_FUNCTION handler);
+BOOL SetServiceStatus(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status);
+
+constexpr DWORD SC_MANAGER_CREATE_SERVICE = 2;
+constexpr DWORD SC_MANAGER_ENUMERATE_SERVICE = 4;
+constexpr DWORD SERVICE_QUERY_STATUS = 4;
+constexpr DWORD SERVICE_ALL_ACCESS = 0xF01FF;
+constexpr DWORD SERVICE_AUTO_START = 2;
+constexpr DWORD SERVICE_ERROR_NORMAL = 1;
+SC_HANDLE OpenSCManagerA(LPCSTR machine, LPCSTR database, DWORD access);
+SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD access);
+SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD access, DWORD serviceType,
+                         DWORD startType, DWORD errorControl, LPCSTR binaryPath, LPCSTR loadOrderGroup,
+                         DWORD* tagId, LPCSTR dependencies, LPCSTR startName, LPCSTR password);
+BOOL DeleteService(SC_HANDLE service);
+BOOL CloseServiceHandle(SC_HANDLE handle);
+
+constexpr WORD EVENTLOG_INFORMATION_TYPE = 4;
+HANDLE RegisterEventSourceA(LPCSTR server, LPCSTR source);
+BOOL ReportEventA(HANDLE log, WORD type, WORD category, DWORD eventId, PSID userSid, WORD stringCount,
+                  DWORD dataSize, LPCSTR* strings, LPVOID data);
+BOOL DeregisterEventSource(HANDLE log);
+
+// Pipes, mailslots, files
+
+struct OVERLAPPED;
+constexpr DWORD GENERIC_READ = 0x80000000;
+constexpr DWORD GENERIC_WRITE = 0x40000000;
+constexpr DWORD FILE_APPEND_DATA = 4;
+constexpr DWORD FILE_SHARE_READ = 1;
+constexpr DWORD FILE_SHARE_WRITE = 2;
+constexpr DWORD CREATE_ALWAYS = 2;
+constexpr DWORD OPEN_EXISTING = 3;
+constexpr DWORD OPEN_ALWAYS = 4;
+constexpr DWORD FILE_ATTRIBUTE_NORMAL = 128;
+constexpr DWORD FILE_BEGIN = 0;
+constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
+constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes, DWORD disposition,
+                   DWORD flags, HANDLE templateFile);
+BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped);
+BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, OVERLAPPED* overlapped);
+DWORD GetFileSize(HANDLE file, DWORD* sizeHigh);
+BOOL DeleteFileA(LPCSTR name);
+
+constexpr DWORD PIPE_ACCESS_DUPLEX = 3;
+constexpr DWORD PIPE_NOWAIT = 1;
+constexpr DWORD PIPE_READMODE_MESSAGE = 2;
+constexpr DWORD PIPE_TYPE_MESSAGE = 4;
+HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxInstances, DWORD outBufferSize,
+                        DWORD inBufferSize, DWORD defaultTimeOut, SECURITY_ATTRIBUTES* attributes);
+BOOL ConnectNamedPipe(HANDLE pipe, OVERLAPPED* overlapped);
+BOOL DisconnectNamedPipe(HANDLE pipe);
+
+struct IO_STATUS_BLOCK {
+    union {
+        NTSTATUS Status;
+        PVOID Pointer;
+    };
+
+    ULONG_PTR Information;
+};
+
+struct FILE_PIPE_LOCAL_INFORMATION {
+    ULONG NamedPipeType;
+    ULONG NamedPipeConfiguration;
+    ULONG MaximumInstances;
+    ULONG CurrentInstances;
+    ULONG InboundQuota;
+    ULONG ReadDataAvailable;
+    ULONG OutboundQuota;
+    ULONG WriteQuotaAvailable;
+    ULONG NamedPipeState;
+    ULONG NamedPipeEnd;
+};
+
+enum FILE_INFORMATION_CLASS { FilePipeLocalInformation = 24 };
+
+NTSTATUS NtQueryInformationFile(HANDLE file, IO_STATUS_BLOCK* status, PVOID information, ULONG length,
+                                FILE_INFORMATION_CLASS informationClass);
+
+constexpr UINT GMEM_ZEROINIT = 0x40;
+HGLOBAL GlobalAlloc(UINT flags, SIZE_T size);
+HGLOBAL GlobalFree(HGLOBAL memory);
+constexpr DWORD SECURITY_DESCRIPTOR_REVISION = 1;
+
+struct SECURITY_DESCRIPTOR {
+    BYTE bytes[20];
+};
+
+BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision);
+BOOL SetSecurityDescriptorDacl(PVOID descriptor, BOOL present, struct ACL* list, BOOL defaulted);
+
+// Registry
+
+using HKEY = struct RegistryKeyHandle*;
+inline const HKEY HKEY_CLASSES_ROOT = reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000000));
+constexpr DWORD KEY_READ = 0x20019;
+constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
+constexpr DWORD REG_SZ = 1;
+constexpr DWORD REG_DWORD = 4;
+constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
+LONG RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* result);
+LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR keyClass, DWORD options, REGSAM access,
+                     const SECURITY_ATTRIBUTES* attributes, HKEY* result, DWORD* disposition);
+LONG RegCloseKey(HKEY key);
+LONG RegDeleteKeyA(HKEY key, LPCSTR path);
+LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
+
+// Shell, windows, system facts
+
+using HWND = struct WindowHandle*;
+using HINSTANCE = struct InstanceHandle*;
+constexpr int SW_HIDE = 0;
+HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parameters, LPCSTR directory,
+                        int show);
+
+struct ITEMIDLIST;
+constexpr int CSIDL_STARTUP = 0x07;
+constexpr int CSIDL_COMMON_STARTUP = 0x18;
+constexpr int CSIDL_APPDATA = 0x1A;
+constexpr int CSIDL_COMMON_APPDATA = 0x23;
+HRESULT SHGetSpecialFolderLocation(HWND owner, int folder, ITEMIDLIST** list);
+BOOL SHGetPathFromIDListA(const ITEMIDLIST* list, LPSTR path);
+void CoTaskMemFree(LPVOID memory);
+
+constexpr UINT MB_OK = 0;
+constexpr UINT MB_ICONEXCLAMATION = 0x30;
+int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
+
+struct POINT {
+    LONG x;
+    LONG y;
+};
+
+struct MSG {
+    HWND hwnd;
+    UINT message;
+    WPARAM wParam;
+    LPARAM lParam;
+    DWORD time;
+    POINT pt;
+};
+
+constexpr UINT PM_REMOVE = 1;
+BOOL PeekMessageA(MSG* message, HWND window, UINT first, UINT last, UINT remove);
+BOOL TranslateMessage(const MSG* message);
+LRESULT DispatchMessageA(const MSG* message);
+
+struct OSVERSIONINFOA {
+    DWORD dwOSVersionInfoSize;
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    char szCSDVersion[128];
+};
+
+constexpr DWORD VER_PLATFORM_WIN32_WINDOWS = 1;
+constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
+BOOL GetVersionExA(OSVERSIONINFOA* information);
+
+struct SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+
+using LCID = DWORD;
+constexpr LCID LOCALE_USER_DEFAULT = 0x400;
+constexpr DWORD DATE_SHORTDATE = 1;
+void GetLocalTime(SYSTEMTIME* time);
+int GetDateFormatA(LCID locale, DWORD flags, const SYSTEMTIME* date, LPCSTR format, LPSTR text, int size);
+int GetTimeFormatA(LCID locale, DWORD flags, const SYSTEMTIME* time, LPCSTR format, LPSTR text, int size);
+
+constexpr UINT CP_ACP = 0;
+constexpr UINT CP_UTF8 = 65001;
+int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceSize, LPWSTR target,
+                        int targetSize);
+int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceSize, LPSTR target,
+                        int targetSize, LPCSTR defaultCharacter, BOOL* usedDefaultCharacter);

@@ -1,0 +1,141 @@
+#include "service/NTService.h"
+
+#include "channels/pipes.h"
+#include "platform/handles.h"
+#include "platform/perProcess.h"
+#include "service/appRunState.h"
+#include "service/processControl.h"
+#include "service/serviceFunctions.h"
+#include "support/systemFacts.h"
+#include "support/trace.h"
+
+#include <atomic>
+
+namespace kovra {
+
+namespace {
+
+constexpr DWORD loopWaitMs = 200; // the pace of the whole service
+
+/// What the main thread, the dispatcher thread and the service thread share. There is no lock: all but the
+/// service's state is written before the event or the call that lets another thread read it.
+struct ServiceState {
+    SERVICE_STATUS status{};
+    std::atomic<DWORD> currentState{0};
+    SERVICE_STATUS_HANDLE statusHandle = nullptr;
+    KernelHandle serviceDoneEvent;
+    KernelHandle stopRequestedEvent;
+    KernelHandle serviceStartedEvent;
+    char serviceName[sizeof "Kovra Service"] = "Kovra Service";
+};
+
+PerProcess<ServiceState> service;
+
+PerProcess<std::int32_t> tickCounter;
+
+/// Reports the state to the service manager; 0 reports the current one again.
+void setServiceState(DWORD state) {
+    if (state != 0)
+        service->currentState = state;
+    SERVICE_STATUS report = service->status;
+    report.dwCurrentState = service->currentState;
+    SetServiceStatus(service->statusHandle, &report);
+}
+
+void WINAPI serviceControlHandler(DWORD control) {
+    if (control == SERVICE_CONTROL_STOP || control == SERVICE_CONTROL_SHUTDOWN) {
+        setServiceState(SERVICE_STOP_PENDING);
+        SetEvent(service->stopRequestedEvent.get());
+    } else {
+        setServiceState(0);
+    }
+}
+
+void WINAPI serviceMain(DWORD, LPSTR*) {
+    service->status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+    service->status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
+    service->statusHandle = RegisterServiceCtrlHandlerA(service->serviceName, serviceControlHandler);
+    setServiceState(SERVICE_START_PENDING);
+    SetEvent(service->serviceStartedEvent.get());
+    WaitForSingleObject(service->serviceDoneEvent.get(), INFINITE);
+}
+
+DWORD WINAPI serviceThreadMain(LPVOID) {
+    const SERVICE_TABLE_ENTRYA table[] = {{service->serviceName, serviceMain}, {nullptr, nullptr}};
+    StartServiceCtrlDispatcherA(table);
+    return 0;
+}
+
+KernelHandle startDispatcherThread() {
+    return KernelHandle{CreateThread(nullptr, 0, serviceThreadMain, nullptr, 0, nullptr)};
+}
+
+KernelHandle makeEvent() {
+    return KernelHandle{CreateEventA(nullptr, TRUE, FALSE, nullptr)};
+}
+
+void writeEventLog(const char* text) {
+    const EventSourceHandle log{RegisterEventSourceA(nullptr, "Kovra")};
+    LPCSTR strings[] = {text};
+    ReportEventA(log.get(), EVENTLOG_INFORMATION_TYPE, 0, 0, nullptr, 1, 0, strings, nullptr);
+}
+
+/// One pass of the main loop; no to leave the loop.
+bool serviceTick() {
+    constexpr std::int32_t lastTick = 10000;
+    watchSessions(*tickCounter);
+    servicePipe();
+    *tickCounter = *tickCounter == lastTick ? 0 : *tickCounter + 1;
+    if (appRunState->exitRequested) {
+        writeLog(L"Application requested service exit True");
+        return false;
+    }
+    return true;
+}
+
+void runMainLoop() {
+    while (serviceTick() &&
+           WaitForSingleObject(service->stopRequestedEvent.get(), loopWaitMs) == WAIT_TIMEOUT) {
+    }
+}
+
+} // namespace
+
+void runService() {
+    if (!isNtBased() || isAnotherInstanceRunning())
+        return;
+    service->serviceDoneEvent = makeEvent();
+    service->stopRequestedEvent = makeEvent();
+    service->serviceStartedEvent = makeEvent();
+    // The dispatcher call blocks until the service has stopped, so it has a thread of its own.
+    KernelHandle dispatcher = startDispatcherThread();
+    const HANDLE startOrEnd[] = {dispatcher.get(), service->serviceStartedEvent.get()};
+    const DWORD fired = WaitForMultipleObjects(2, startOrEnd, FALSE, INFINITE);
+    appRunState->restartWhenExplorerStarts = false;
+    appRunState->forcedSessionId = -1;
+    if (fired == WAIT_OBJECT_0 + 1) {
+        writeLog(L"Starting service...");
+        setServiceState(SERVICE_RUNNING);
+        writeEventLog("Kovra Service started");
+        delayNextLaunch(2000);
+        createPipe("\\\\.\\pipe\\kovraLauncherPipe");
+        appRunState->exitRequested = false;
+        runMainLoop();
+        writeLog(L"End of main service loop");
+        closePipe();
+        setServiceState(SERVICE_STOPPED);
+        writeEventLog("Kovra Service stopped");
+        SetEvent(service->serviceDoneEvent.get());
+        WaitForSingleObject(dispatcher.get(), INFINITE);
+    } else {
+        writeLog(L"Service couldn't be created !!!");
+    }
+    dispatcher.close();
+    service->serviceDoneEvent.close();
+    service->serviceStartedEvent.close();
+    service->stopRequestedEvent.close();
+    writeLog(L"Ending service");
+    ExitProcess(0);
+}
+
+} // namespace kovra

@@ -1,0 +1,126 @@
+#include "support/settings.h"
+
+#include "platform/perProcess.h"
+#include "platform/win32.h"
+#include "support/fileSystem.h"
+#include "support/pathSet.h"
+#include "support/text.h"
+
+namespace kovra {
+
+namespace {
+
+/// Filled at most once in the life of the process: what is set stays.
+struct TranslationCache {
+    std::wstring language;
+    /// Every line of the language file, in its order, each behind CR LF.
+    std::wstring catalogueText;
+};
+
+PerProcess<TranslationCache> translationCache;
+
+constexpr unsigned utf8 = CP_UTF8;
+
+std::optional<TextStream> openForReading(const std::wstring& path) {
+    const std::optional<File> file = fileSystem().GetFile(path);
+    return file ? file->OpenAsTextStream(IoMode::ForReading) : std::nullopt;
+}
+
+/// The value of a catalogue line that begins with `prefix`: all behind the one separator character.
+std::optional<std::wstring> valueOf(std::wstring_view line, std::wstring_view prefix) {
+    if (!line.starts_with(prefix))
+        return std::nullopt;
+    line.remove_prefix(prefix.size());
+    return decodeCodePage(line.substr(line.empty() ? 0 : 1), utf8);
+}
+
+/// Looks `prefix` up in the language file. Fails when the file can't be opened or read; `result` is replaced
+/// by each entry that is found.
+bool scanFile(std::wstring_view prefix, bool loadCatalogue, std::wstring& result) {
+    std::optional<TextStream> stream =
+        openForReading(pathSet->wwwFolder + L"\\includes\\lng\\" + translationCache->language + L".php");
+    if (!stream)
+        return false;
+    std::wstring catalogueText;
+    while (!stream->AtEndOfStream()) {
+        const std::optional<std::wstring> line = stream->ReadLine();
+        if (!line)
+            return false;
+        if (loadCatalogue)
+            catalogueText.append(L"\r\n").append(*line);
+        if (std::optional<std::wstring> value = valueOf(*line, prefix)) {
+            result = std::move(*value);
+            if (!loadCatalogue)
+                break;
+        }
+    }
+    stream->Close();
+    if (loadCatalogue)
+        translationCache->catalogueText = std::move(catalogueText);
+    return true;
+}
+
+/// Looks `prefix` up in the loaded catalogue: the first entry counts.
+void scanCache(std::wstring_view prefix, std::wstring& result) {
+    const std::wstring_view text = translationCache->catalogueText;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const std::size_t end = std::min(text.find(L'\r', position), text.size());
+        if (std::optional<std::wstring> value = valueOf(text.substr(position, end - position), prefix)) {
+            result = std::move(*value);
+            return;
+        }
+        position = end + 2;
+    }
+}
+
+} // namespace
+
+std::wstring readIniValue(std::wstring_view key) {
+    std::optional<TextStream> stream = openForReading(pathSet->dataFolder + L"\\general.ini");
+    if (!stream)
+        return {};
+    while (!stream->AtEndOfStream()) {
+        const std::optional<std::wstring> line = stream->ReadLine();
+        if (!line)
+            return {};
+        const std::size_t equals = line->find(L'=');
+        if (equals == std::wstring::npos)
+            continue;
+        if (trim(std::wstring_view{*line}.substr(0, equals)) == key)
+            return std::wstring{trim(std::wstring_view{*line}.substr(equals + 1))};
+    }
+    return {};
+}
+
+std::wstring getLanguage() {
+    return readIniValue(L"language");
+}
+
+std::optional<std::wstring> getTranslation(std::wstring_view key, bool loadCatalogue) {
+    std::wstring result = L"#" + std::wstring{key} + L"#";
+    if (translationCache->language.empty())
+        translationCache->language = getLanguage();
+    if (translationCache->language.empty())
+        return result;
+    const std::wstring prefix = L"//" + std::wstring{key};
+    if (!translationCache->catalogueText.empty())
+        scanCache(prefix, result);
+    else if (!scanFile(prefix, loadCatalogue, result))
+        return std::nullopt;
+    return result;
+}
+
+std::wstring decodeCodePage(std::wstring_view text, unsigned codePage) {
+    const std::string bytes = toAnsi(text);
+    if (bytes.empty())
+        return {};
+    const int length =
+        MultiByteToWideChar(codePage, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+    std::wstring decoded(static_cast<std::size_t>(length), L'\0');
+    // The target is as long as the text without its terminator: that one falls off the end.
+    MultiByteToWideChar(codePage, 0, bytes.c_str(), -1, decoded.data(), length);
+    return decoded;
+}
+
+} // namespace kovra
