@@ -56,8 +56,10 @@ void WINAPI serviceMain(DWORD, LPSTR*) {
     service->status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
     service->statusHandle = RegisterServiceCtrlHandlerA(service->serviceName, serviceControlHandler);
     setServiceState(SERVICE_START_PENDING);
+    // Behind the started event the record belongs to the main thread, which also closes the handles.
+    HANDLE done = service->serviceDoneEvent.get();
     SetEvent(service->serviceStartedEvent.get());
-    WaitForSingleObject(service->serviceDoneEvent.get(), INFINITE);
+    WaitForSingleObject(done, INFINITE);
 }
 
 DWORD WINAPI serviceThreadMain(LPVOID) {

@@ -20,14 +20,6 @@ wchar_t lower(wchar_t character) {
     return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
 }
 
-template <typename Change>
-std::wstring changed(std::wstring_view text, Change change) {
-    std::wstring result{text};
-    for (wchar_t& character : result)
-        character = change(character);
-    return result;
-}
-
 } // namespace
 
 // Plain ASCII is the same in every ANSI code page, and nearly all of the launcher's text is that: it crosses
@@ -67,12 +59,14 @@ std::wstring fromAnsiBuffer(const char* buffer, std::size_t size) {
     return fromAnsi({buffer, static_cast<std::size_t>(std::find(buffer, buffer + size, '\0') - buffer)});
 }
 
-std::wstring toUpper(std::wstring_view text) {
-    return changed(text, upper);
+std::wstring toUpper(std::wstring text) {
+    std::transform(text.begin(), text.end(), text.begin(), upper);
+    return text;
 }
 
-std::wstring toLower(std::wstring_view text) {
-    return changed(text, lower);
+std::wstring toLower(std::wstring text) {
+    std::transform(text.begin(), text.end(), text.begin(), lower);
+    return text;
 }
 
 std::wstring_view trim(std::wstring_view text) {

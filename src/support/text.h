@@ -20,8 +20,8 @@ namespace kovra {
 
 /// Letters A to Z in upper or in lower case, all other characters as they are: enough for names that are
 /// compared with the product's own, which are plain.
-[[nodiscard]] std::wstring toUpper(std::wstring_view text);
-[[nodiscard]] std::wstring toLower(std::wstring_view text);
+[[nodiscard]] std::wstring toUpper(std::wstring text);
+[[nodiscard]] std::wstring toLower(std::wstring text);
 
 /// The text without blanks (U+0020 only) at both ends.
 [[nodiscard]] std::wstring_view trim(std::wstring_view text);

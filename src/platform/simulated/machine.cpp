@@ -29,24 +29,50 @@ std::vector<std::string>& functionNames() {
 } // namespace
 
 #if defined(__SANITIZE_THREAD__)
-MachineCode::MachineCode() {
-    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
-    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+namespace {
+
+thread_local int depth = 0; // of the calling thread's spells inside the machine
+
+void beginToIgnoreSync() {
     AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
 }
 
-MachineCode::~MachineCode() {
+void endToIgnoreSync() {
     AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+}
+
+void tellSync(void (*tell)(void*), const void* object) {
+    if (depth > 0)
+        endToIgnoreSync();
+    tell(const_cast<void*>(object));
+    if (depth > 0)
+        beginToIgnoreSync();
+}
+
+} // namespace
+
+MachineCode::MachineCode() {
+    if (depth++ > 0)
+        return;
+    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
+    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+    beginToIgnoreSync();
+}
+
+MachineCode::~MachineCode() {
+    if (--depth > 0)
+        return;
+    endToIgnoreSync();
     AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
     AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
 }
 
 void releaseTo(const void* object) {
-    __tsan_release(const_cast<void*>(object));
+    tellSync(__tsan_release, object);
 }
 
 void acquireFrom(const void* object) {
-    __tsan_acquire(const_cast<void*>(object));
+    tellSync(__tsan_acquire, object);
 }
 #else
 MachineCode::MachineCode() = default;

@@ -39,19 +39,24 @@ Thread& Scheduler::start(Process& process, std::function<void()> body) {
     const auto world = threads_.end() - 1;
     Thread& thread = **threads_.insert(world, std::make_unique<Thread>());
     thread.process_ = &process;
+    releaseTo(&thread);
     thread.osThread_ = std::thread([this, &thread, body = std::move(body)] {
+        bool runs = false;
         {
             const MachineCode machineCode;
+            acquireFrom(&thread);
             current = &thread;
             thread.turn_.acquire();
+            runs = !thread.process_->ended;
         }
         try {
-            if (!thread.process_->ended)
+            if (runs)
                 body();
         } catch (const ProcessEnded&) {
             // The thread ends with its process.
         }
         const MachineCode machineCode;
+        releaseTo(&thread);
         thread.ended_ = true;
         nextThread().turn_.release();
     });
@@ -61,8 +66,10 @@ Thread& Scheduler::start(Process& process, std::function<void()> body) {
 void Scheduler::forget(const Process& process) {
     const auto belongs = [&](const std::unique_ptr<Thread>& thread) { return thread->process_ == &process; };
     for (const auto& thread : threads_) {
-        if (belongs(thread))
+        if (belongs(thread)) {
             thread->osThread_.join();
+            acquireFrom(thread.get());
+        }
     }
     std::erase_if(threads_, belongs);
 }

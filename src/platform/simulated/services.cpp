@@ -131,6 +131,7 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
             service->controls_.erase(service->controls_.begin());
             handler = service->handler_;
         }
+        acquireFrom(service);
         if (handler != nullptr)
             handler(control);
     }
@@ -150,6 +151,8 @@ BOOL ServiceManager::report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& 
         setLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
+    // A control reaches the service's process behind its first report.
+    releaseTo(service);
     service->reports.push_back(status);
     service->state = status.dwCurrentState;
     machine_.tell(Side::launcher, std::string{"service is "} + nameOfState(status.dwCurrentState));
