@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cwctype>
 #include <locale.h>
 
@@ -26,16 +27,18 @@ std::array<wchar_t, 0x10000> makeTable() {
 } // namespace
 
 wchar_t upperCase(wchar_t character) {
-    static const std::array<wchar_t, 0x10000> table = makeTable();
-    if (character < 0x80)
+    if (character >= 0 && character < 0x80)
         return character >= L'a' && character <= L'z' ? character - (L'a' - L'A') : character;
-    return static_cast<std::size_t>(character) < table.size() ? table[static_cast<std::size_t>(character)]
-                                                              : character;
+    static const std::array<wchar_t, 0x10000> table = makeTable();
+    const auto unit = static_cast<std::uint32_t>(character);
+    return unit < table.size() ? table[unit] : character;
 }
 
 bool Caseless::operator()(std::wstring_view left, std::wstring_view right) const {
     const std::size_t common = left.size() < right.size() ? left.size() : right.size();
     for (std::size_t i = 0; i < common; ++i) {
+        if (left[i] == right[i])
+            continue;
         const wchar_t leftCharacter = upperCase(left[i]);
         const wchar_t rightCharacter = upperCase(right[i]);
         if (leftCharacter != rightCharacter)

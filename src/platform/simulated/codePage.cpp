@@ -124,6 +124,12 @@ public:
 
     [[nodiscard]] std::wstring toWide(std::string_view bytes) const {
         std::wstring text;
+        if (pairs_.empty()) {
+            text.resize(bytes.size());
+            std::transform(bytes.begin(), bytes.end(), text.begin(),
+                           [&](char byte) { return single_[static_cast<BYTE>(byte)]; });
+            return text;
+        }
         text.reserve(bytes.size());
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             const BYTE byte = static_cast<BYTE>(bytes[i]);
@@ -140,11 +146,17 @@ public:
 
     [[nodiscard]] std::string toAnsi(std::wstring_view text, std::string_view standIn,
                                      bool& usedStandIn) const {
-        std::string bytes;
-        bytes.reserve(text.size());
-        for (const wchar_t unit : text) {
-            const bool inRange = static_cast<std::size_t>(unit) < unitCount;
-            const WORD code = inRange ? codes_[static_cast<std::size_t>(unit)] : WORD{0};
+        std::string bytes(text.size(), '\0');
+        std::size_t plain = 0; // characters of one byte at the beginning, mostly all of them
+        for (; plain < text.size(); ++plain) {
+            const WORD code = codeOf(text[plain]);
+            if (code > 0xFF || (code == 0 && text[plain] != 0))
+                break;
+            bytes[plain] = static_cast<char>(code);
+        }
+        bytes.resize(plain);
+        for (const wchar_t unit : text.substr(plain)) {
+            const WORD code = codeOf(unit);
             if (code == 0 && unit != 0) {
                 bytes += standIn;
                 usedStandIn = true;
@@ -161,6 +173,11 @@ private:
     CharacterTable(UINT number, const Converter& toUnits, const Converter& fromUnits);
 
     void add(WORD code, wchar_t unit, const Converter& fromUnits);
+
+    [[nodiscard]] WORD codeOf(wchar_t unit) const {
+        const auto index = static_cast<std::uint32_t>(unit);
+        return index < unitCount ? codes_[index] : WORD{0};
+    }
 
     wchar_t unknownBytes_;
     std::array<bool, 256> isLead_{};

@@ -13,8 +13,29 @@ namespace {
 
 constexpr int maxJunctionDepth = 31; // more than that leads in a circle
 
-bool isSeparator(wchar_t character) {
+constexpr bool isSeparator(wchar_t character) {
     return character == L'\\' || character == L'/';
+}
+
+/// The part of the path ahead of its first separator; all of it without one.
+std::wstring_view firstPart(std::wstring_view path) {
+    return path.substr(
+        0, static_cast<std::size_t>(std::find_if(path.begin(), path.end(), isSeparator) - path.begin()));
+}
+
+constexpr bool maySpell(wchar_t character) {
+    switch (character) {
+    case L'<':
+    case L'>':
+    case L':':
+    case L'"':
+    case L'|':
+    case L'?':
+    case L'*':
+        return false;
+    default:
+        return character >= L' ';
+    }
 }
 
 } // namespace
@@ -99,11 +120,10 @@ struct ParsedPath {
             volume = path.substr(0, 2);
             path.remove_prefix(2);
         } else if (path.size() > 2 && isSeparator(path[0]) && isSeparator(path[1])) {
-            const std::size_t share = path.find_first_of(L"\\/", 2);
-            if (share == std::wstring_view::npos)
+            const std::size_t server = firstPart(path.substr(2)).size();
+            if (2 + server == path.size())
                 return;
-            const std::size_t end = path.find_first_of(L"\\/", share + 1);
-            volume = path.substr(0, end);
+            volume = path.substr(0, 2 + server + 1 + firstPart(path.substr(2 + server + 1)).size());
             path.remove_prefix(volume.size());
         } else {
             const ParsedPath current{currentFolder, {}};
@@ -118,9 +138,8 @@ struct ParsedPath {
 
     void split(std::wstring_view path) {
         while (!path.empty()) {
-            const std::size_t end = std::min(path.find_first_of(L"\\/"), path.size());
-            std::wstring_view name = path.substr(0, end);
-            path.remove_prefix(std::min(end + 1, path.size()));
+            std::wstring_view name = firstPart(path);
+            path.remove_prefix(std::min(name.size() + 1, path.size()));
             if (name == L"..") {
                 count -= count > 0 ? 1 : 0;
                 continue;
@@ -129,11 +148,7 @@ struct ParsedPath {
                 name = name.substr(0, name.find_last_not_of(L". ") + 1);
             if (name.empty() || name == L".")
                 continue;
-            const bool wrong = std::any_of(name.begin(), name.end(), [](wchar_t character) {
-                return character < L' ' ||
-                       std::wstring_view{L"<>:\"|?*"}.find(character) != std::wstring_view::npos;
-            });
-            if (wrong || count == names.size())
+            if (!std::all_of(name.begin(), name.end(), maySpell) || count == names.size())
                 return;
             names[count++] = name;
         }

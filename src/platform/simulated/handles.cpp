@@ -81,11 +81,6 @@ bool takeSignal(KernelObject& object) {
     return false;
 }
 
-/// What a wait on the handle synchronises with.
-const void* synchronisationOf(HANDLE handle) {
-    return handle;
-}
-
 DWORD wait(DWORD count, const HANDLE* handles, DWORD milliseconds) {
     Scheduler& scheduler = machine().scheduler;
     std::vector<KernelObject*> objects;
@@ -123,7 +118,7 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, L
 }
 
 BOOL SetEvent(HANDLE handle) {
-    releaseTo(synchronisationOf(handle));
+    releaseTo(handle);
     const Call<"SetEvent"> call;
     if (call.fails())
         return FALSE;
@@ -145,7 +140,7 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE start, 
     HANDLE handle = machine().handles.add(object);
     machine().scheduler.start(*currentThread()->process(), [start, parameter, handle, ended = object.ended] {
         start(parameter);
-        releaseTo(synchronisationOf(handle));
+        releaseTo(handle);
         const MachineCode machineCode;
         *ended = true;
     });
@@ -163,7 +158,7 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
         result = wait(1, &handle, milliseconds);
     }
     if (result == WAIT_OBJECT_0)
-        acquireFrom(synchronisationOf(handle));
+        acquireFrom(handle);
     return result;
 }
 
@@ -176,7 +171,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD mil
         result = wait(count, handles, milliseconds);
     }
     if (result < WAIT_OBJECT_0 + count)
-        acquireFrom(synchronisationOf(handles[result - WAIT_OBJECT_0]));
+        acquireFrom(handles[result - WAIT_OBJECT_0]);
     return result;
 }
 
@@ -249,8 +244,9 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED*
         const std::shared_ptr<AnonymousPipe> pipe = end->pipe;
         return readPipe(*pipe, static_cast<char*>(buffer), size, read);
     }
-    if (OpenFile* file = std::get_if<OpenFile>(object))
-        return file->read(buffer, size, *read);
+    OpenFile* file = std::get_if<OpenFile>(object);
+    if (file != nullptr && file->read(buffer, size, *read))
+        return TRUE;
     setLastError(ERROR_ACCESS_DENIED);
     return FALSE;
 }
@@ -268,11 +264,11 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written, OV
         return writeReply(*end->pipe, bytes, *written);
     if (const OpenMailslot* end = std::get_if<OpenMailslot>(object))
         return machine().mailslots.deliver(end->slot.lock(), bytes, *written);
-    if (OpenFile* file = std::get_if<OpenFile>(object)) {
-        const bool done = file->write(buffer, size, *written);
-        if (done && file->path() == traceFile)
+    OpenFile* file = std::get_if<OpenFile>(object);
+    if (file != nullptr && file->write(buffer, size, *written)) {
+        if (file->path() == traceFile)
             machine().traced(bytes);
-        return done;
+        return TRUE;
     }
     setLastError(ERROR_ACCESS_DENIED);
     return FALSE;

@@ -97,8 +97,9 @@ struct Talk : std::enable_shared_from_this<Talk> {
     void write() {
         if (!client.write(message))
             return;
-        machine.tell(Side::machine,
-                     "pipe client says " + (message.size() > 60 ? message.substr(0, 60) + "..." : message));
+        std::string said = "pipe client says ";
+        said.append(message, 0, 60).append(message.size() > 60 ? "..." : "");
+        machine.tell(Side::machine, said);
         if (manner.readsAfter)
             after(*manner.readsAfter, &Talk::read);
     }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <utility>
 
 namespace kovra::simulated {
@@ -217,7 +216,7 @@ namespace {
 void addKey(const RegistryKey& key, const std::wstring& path, RegistrySnapshot& snapshot) {
     snapshot[path] = {key.values.begin(), key.values.end()};
     for (const auto& [name, child] : key.keys)
-        addKey(*child, path + L'\\' + name, snapshot);
+        addKey(*child, std::wstring{path}.append(1, L'\\').append(name), snapshot);
 }
 
 } // namespace
@@ -272,7 +271,8 @@ std::optional<RegistryValue> parseValue(std::wstring_view text, const CodePage& 
     constexpr std::wstring_view numberMark = L"dword:";
     RegistryValue value;
     if (std::optional<std::wstring> quoted = takeQuoted(text)) {
-        value.text = std::move(*quoted) + L'\0';
+        value.text = std::move(*quoted);
+        value.text.push_back(L'\0');
         return trimmed(text).empty() ? std::optional{value} : std::nullopt;
     }
     if (text.starts_with(numberMark)) {
@@ -565,7 +565,7 @@ LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD*, DWORD* type, BYTE* data, DW
     const std::string bytes = isText(value.type) ? here.codePage.toAnsi(value.text) : value.bytes;
     const bool fits = data == nullptr || bytes.size() <= *size;
     if (data != nullptr && fits && !bytes.empty())
-        std::memcpy(data, bytes.data(), bytes.size());
+        std::copy(bytes.begin(), bytes.end(), data);
     if (type != nullptr)
         *type = value.type;
     if (size != nullptr)
