@@ -51,13 +51,13 @@ constexpr std::int32_t adminMark = 1000;
 /// The answer of a start that didn't take place.
 constexpr std::int32_t nothingStarted = -1;
 
-/// The token for a start in a session with these facts. The service's own token never gets on the open desktop
-/// of somebody who is logged on.
+/// The token for a start in a session with these facts. The service's own token never gets on the open
+/// desktop of somebody who is logged on.
 [[nodiscard]] constexpr StartRights rightsFor(bool normalPrivileges, const SessionFacts& facts) {
     const bool userKnown = facts.user != SessionUser::Nobody && facts.user != SessionUser::Unknown;
     if (normalPrivileges) {
-        // Never marked, even for a user who is always elevated: there is no lower token to start on, and a mark
-        // would have the start lowered again and again.
+        // Never marked, even for a user who is always elevated: there is no lower token to start on, and a
+        // mark would have the start lowered again and again.
         return {userKnown ? StartToken::User : StartToken::None, false};
     }
     if (facts.user == SessionUser::AdminWithLinkedToken)

@@ -167,7 +167,7 @@ std::wstring handleCommand(const std::wstring& message) {
             break;
         }
     }
-    writeLog(text + L" => " + L"OK");
+    writeLog(text + L" => OK");
     return L"OK";
 }
 

@@ -26,7 +26,7 @@ struct ControlPipe {
     /// Tick count at which the connected client was first seen without a message; empty without such a
     /// client.
     std::optional<DWORD> silentSince;
-    /// The system has shown that it tells how much of a pipe's quota is used.
+    /// The system tells how much of a pipe's quota is used: some of it has been seen free.
     bool quotaIsTold = false;
 };
 
@@ -54,7 +54,7 @@ void dropIdleClient(DWORD readError) {
 
 struct PipeUse {
     bool connected; ///< the client holds its end
-    DWORD used;     ///< bytes of the outgoing quota: replies that wait, or the read that the client waits in
+    DWORD used;     ///< bytes of the outgoing quota: a reply that waits, or the read that the client waits in
 };
 
 /// Empty when the system can't tell. Asking neither waits nor leaves anything behind, on every Windows.
@@ -65,13 +65,10 @@ std::optional<PipeUse> queryPipe() {
     if (NtQueryInformationFile(controlPipe->handle.get(), &status, &information, sizeof information,
                                FilePipeLocalInformation) != 0)
         return std::nullopt;
+    if (information.WriteQuotaAvailable != 0)
+        controlPipe->quotaIsTold = true;
     return PipeUse{information.NamedPipeState == connectedState,
                    information.OutboundQuota - information.WriteQuotaAvailable};
-}
-
-bool isClientWaitingInRead() {
-    const std::optional<PipeUse> use = queryPipe();
-    return use && use->used != 0;
 }
 
 bool isReplyUnread(DWORD replySize) {
@@ -80,11 +77,9 @@ bool isReplyUnread(DWORD replySize) {
         return true;
     if (!use->connected)
         return false;
-    if (use->used != 0)
-        controlPipe->quotaIsTold = true;
-    // A system that never shows any quota used doesn't tell: there a client counts as reading until it
-    // closes.
-    return use->used == replySize || (use->used == 0 && !controlPipe->quotaIsTold);
+    // Where the quota isn't told a client counts as reading until it closes. Where it is, more than the reply
+    // is the client's next read.
+    return !controlPipe->quotaIsTold || (use->used != 0 && use->used <= replySize);
 }
 
 /// Waits until the client has read the reply, for at most two seconds. FlushFileBuffers would do so without
@@ -110,6 +105,9 @@ void createPipe(const char* name) {
     controlPipe->handle = FileHandle{CreateNamedPipeA(name, PIPE_ACCESS_DUPLEX,
                                                       PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT,
                                                       10, maxMessageSize, maxMessageSize, 100, &attributes)};
+    // Without a client nothing is used: the moment to learn whether the system tells.
+    if (controlPipe->handle)
+        static_cast<void>(queryPipe());
 }
 
 void servicePipe() {
@@ -129,12 +127,9 @@ void servicePipe() {
     const std::string reply = toAnsi(handleCommand(message));
     const auto replySize = static_cast<DWORD>(std::min(reply.size(), messageBufferSize));
     std::copy_n(reply.data(), replySize, buffer);
-    // A client that waits in its read gets the reply by the writing itself.
-    const bool readAtOnce = isClientWaitingInRead();
     DWORD written = 0;
     WriteFile(pipe, buffer, replySize, &written, nullptr);
-    if (!readAtOnce)
-        waitUntilRead(replySize);
+    waitUntilRead(replySize);
     dropClient();
 }
 

@@ -14,11 +14,11 @@
 #include "service/startAppFunction.h"
 #include "support/executable.h"
 #include "support/fileSystem.h"
+#include "support/hiddenProgram.h"
 #include "support/pathSet.h"
 #include "support/serviceMode.h"
 #include "support/settings.h"
 #include "support/systemFacts.h"
-#include "support/text.h"
 #include "support/trace.h"
 
 #include <algorithm>
@@ -51,7 +51,7 @@ bool finishShellExtensionUpdate() {
 void launchService() {
     if (isServiceInstalled() == 0)
         static_cast<void>(installServices()); // reports its failure itself
-    ShellExecuteA(nullptr, "", "net", "start kovra", toAnsi(pathSet->exeFolder).c_str(), SW_HIDE);
+    startHidden("", "net", L"start kovra", pathSet->exeFolder);
 }
 
 bool isApplicationRunning() {

@@ -6,6 +6,8 @@
 #include "support/text.h"
 
 #include <algorithm>
+#include <iterator>
+#include <vector>
 
 namespace kovra {
 
@@ -20,13 +22,23 @@ bool isSpecial(wchar_t character) {
     return bytes.size() == 1 && static_cast<BYTE>(bytes.front()) > 127;
 }
 
-/// Whether the junctions are there is seen by their folders alone, whoever made them.
+/// Whether the junctions are there is seen by their folders alone, whoever made them. When one is missing,
+/// those that came with it go again: with a `www` alone in the root the next run would take the root for the
+/// data.
 bool makeJunctions(const std::wstring& dataRoot, const std::wstring& installRoot) {
+    const auto isThere = [&](const wchar_t* folder) {
+        return fileSystem().FolderExists(installRoot + folder);
+    };
+    std::vector<const wchar_t*> missing;
+    std::copy_if(std::begin(dataTree), std::end(dataTree), std::back_inserter(missing),
+                 [&](const wchar_t* folder) { return !isThere(folder); });
     for (const wchar_t* folder : dataTree)
         createJunction(toAnsi(dataRoot + folder).c_str(), toAnsi(installRoot + folder).c_str());
-    return std::all_of(std::begin(dataTree), std::end(dataTree), [&](const wchar_t* folder) {
-        return fileSystem().FolderExists(installRoot + folder);
-    });
+    if (std::all_of(std::begin(dataTree), std::end(dataTree), isThere))
+        return true;
+    for (const wchar_t* folder : missing)
+        RemoveDirectoryA(toAnsi(installRoot + folder).c_str());
+    return false;
 }
 
 void makeShortcuts(const std::wstring& dataRoot, const std::wstring& installRoot) {

@@ -112,7 +112,7 @@ bool initPaths() {
     paths.sharedFolder = paths.dataRoot + L"\\shared";
     paths.defaultFolder = paths.exeFolder + L"\\default";
     // A copy of the executable under another name leaves the service's answer alone.
-    if (executableName() == L"kovraLauncher" && !*serviceMode)
+    if (!*serviceMode && executableName() == L"kovraLauncher")
         leaveDataRoot();
     return true;
 }

@@ -33,7 +33,8 @@ void deleteService(const ServiceManagerHandle& manager, const char* name) {
 
 bool installServices() {
     for (int attempt = 1;; ++attempt) {
-        static_cast<void>(initPaths()); // what it could not resolve makes no difference to the manager
+        // Whatever it gives: all that counts here is the launcher's folder, which it fills in first.
+        static_cast<void>(initPaths());
         if (createService()) {
             writeLog(L"Service installation successful");
             return true;

@@ -24,13 +24,19 @@ struct ExtensionFiles {
 constexpr DWORD blockSize = 2048;
 using Block = std::array<char, blockSize>;
 
-/// The file's next block, with blanks behind the file's end; all blanks when it can't be read.
-Block nextBlock(const FileHandle& file) {
+/// The file's block at `position`, where its reading has come to, with blanks behind the file's end; all
+/// blanks when it can't be read.
+Block nextBlock(const FileHandle& file, std::uint64_t position) {
     Block block;
     block.fill(' ');
     DWORD read = 0;
-    if (file && !ReadFile(file.get(), block.data(), blockSize, &read, nullptr))
+    if (file && !ReadFile(file.get(), block.data(), blockSize, &read, nullptr)) {
         block.fill(' ');
+        // A read that fails does not move on.
+        const std::uint64_t next = position + blockSize;
+        LONG high = static_cast<LONG>(next >> 32);
+        SetFilePointer(file.get(), static_cast<LONG>(next & 0xFFFFFFFF), &high, FILE_BEGIN);
+    }
     return block;
 }
 
@@ -38,7 +44,7 @@ bool haveSameBytes(const std::wstring& first, const std::wstring& second, std::u
     const FileHandle firstFile = openFile(first, GENERIC_READ, OPEN_EXISTING);
     const FileHandle secondFile = openFile(second, GENERIC_READ, OPEN_EXISTING);
     for (std::uint64_t position = 0; position < size; position += blockSize) {
-        if (nextBlock(firstFile) != nextBlock(secondFile))
+        if (nextBlock(firstFile, position) != nextBlock(secondFile, position))
             return false;
     }
     return true;
@@ -49,8 +55,7 @@ std::optional<std::uint64_t> sizeOf(const std::wstring& path) {
     return file ? file->Size() : std::nullopt;
 }
 
-/// A size that can't be told makes the files different: the new version is then taken into use, not thrown
-/// away.
+/// A size that can't be told makes the files different: the new version is then taken into use and not lost.
 bool areSameVersion(const std::wstring& first, const std::wstring& second) {
     const std::optional<std::uint64_t> size = sizeOf(first);
     return size && size == sizeOf(second) && haveSameBytes(first, second, *size);

@@ -28,8 +28,8 @@ void uninstallApplication(bool removeData) {
         killProcessByName(name, 0);
     uninstallServices();
     createShortcuts(L"none", false);
-    static_cast<void>(
-        unregisterContextMenu()); // an unreadable language file must not keep the files from going
+    // An unreadable language file must not keep the files from going.
+    static_cast<void>(unregisterContextMenu());
     if (removeData) {
         fileSystem().DeleteFolder(pathSet->dataFolder, true);
         fileSystem().DeleteFolder(pathSet->dataRoot + L"\\MySQL", true);

@@ -1,29 +1,35 @@
 #pragma once
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <cstddef>
+#include <new>
+#else
 #include "platform/simulated/processState.h"
 #endif
 
 namespace kovra {
 
-/// A module-level value that every launcher process finds as `T`'s default. On Windows that is a plain
-/// static; on the simulated machine each simulated process has its own.
+/// A module-level value that every launcher process finds as `T`'s default. On Windows that is a static,
+/// which is never destroyed: ending the process runs no code, and what a value owns may be unloaded by then.
+/// On the simulated machine each simulated process has its own.
 template <typename T>
 class PerProcess {
 public:
 #ifdef _WIN32
-    constexpr PerProcess() = default;
+    PerProcess() {
+        new (storage_) T{};
+    }
 
     T& operator*() {
-        return value_;
+        return *std::launder(reinterpret_cast<T*>(storage_));
     }
 
     T* operator->() {
-        return &value_;
+        return &**this;
     }
 
 private:
-    T value_{};
+    alignas(T) std::byte storage_[sizeof(T)];
 #else
     PerProcess()
         : slot_(simulated::addProcessValue([]() -> void* { return new T{}; },

@@ -1,10 +1,10 @@
 #include "service/startAppFunction.h"
 
 #include "platform/sess.h"
-#include "platform/win32.h"
 #include "service/appRunState.h"
 #include "service/processControl.h"
 #include "support/clsDOS.h"
+#include "support/hiddenProgram.h"
 #include "support/pathSet.h"
 #include "support/serviceMode.h"
 #include "support/settings.h"
@@ -78,8 +78,7 @@ void startApplication(const std::wstring& arguments) {
     else if (getOsCode() == L"VI")
         startAsScheduledTask(arguments);
     else
-        ShellExecuteA(nullptr, "Open", "Kovra.exe", toAnsi(arguments).c_str(),
-                      toAnsi(pathSet->exeFolder).c_str(), SW_HIDE);
+        startHidden("Open", "Kovra.exe", arguments, pathSet->exeFolder);
     appRunState->resumeOnNextStart = true;
 }
 

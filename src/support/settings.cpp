@@ -6,6 +6,8 @@
 #include "support/pathSet.h"
 #include "support/text.h"
 
+#include <algorithm>
+
 namespace kovra {
 
 namespace {
@@ -19,8 +21,6 @@ struct TranslationCache {
 
 PerProcess<TranslationCache> translationCache;
 
-constexpr unsigned utf8 = CP_UTF8;
-
 std::optional<TextStream> openForReading(const std::wstring& path) {
     const std::optional<File> file = fileSystem().GetFile(path);
     return file ? file->OpenAsTextStream(IoMode::ForReading) : std::nullopt;
@@ -31,7 +31,7 @@ std::optional<std::wstring> valueOf(std::wstring_view line, std::wstring_view pr
     if (!line.starts_with(prefix))
         return std::nullopt;
     line.remove_prefix(prefix.size());
-    return decodeCodePage(line.substr(line.empty() ? 0 : 1), utf8);
+    return decodeCodePage(line.substr(line.empty() ? 0 : 1), CP_UTF8);
 }
 
 /// Looks `prefix` up in the language file. Fails when the file can't be opened or read; `result` is replaced
@@ -117,9 +117,10 @@ std::wstring decodeCodePage(std::wstring_view text, unsigned codePage) {
         return {};
     const int length =
         MultiByteToWideChar(codePage, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
-    std::wstring decoded(static_cast<std::size_t>(length), L'\0');
-    // The target is as long as the text without its terminator: that one falls off the end.
-    MultiByteToWideChar(codePage, 0, bytes.c_str(), -1, decoded.data(), length);
+    // The terminator is converted too and then falls off the end.
+    std::wstring decoded(static_cast<std::size_t>(length) + 1, L'\0');
+    MultiByteToWideChar(codePage, 0, bytes.c_str(), -1, decoded.data(), length + 1);
+    decoded.pop_back();
     return decoded;
 }
 

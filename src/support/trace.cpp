@@ -20,8 +20,8 @@ std::string dateAndTime() {
     GetLocalTime(&now);
     char date[64] = "";
     char time[64] = "";
-    GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &now, nullptr, date, sizeof date);
-    GetTimeFormatA(LOCALE_USER_DEFAULT, 0, &now, nullptr, time, sizeof time);
+    GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE | LOCALE_USE_CP_ACP, &now, nullptr, date, sizeof date);
+    GetTimeFormatA(LOCALE_USER_DEFAULT, LOCALE_USE_CP_ACP, &now, nullptr, time, sizeof time);
     return std::string{date} + " " + time;
 }
 
@@ -36,8 +36,7 @@ void writeLog(const std::wstring& message) {
             return;
     }
     // Append access and full sharing: lines of several launchers follow one another and none is lost.
-    const FileHandle file{CreateFileA("c:\\P1\\log.txt", FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                      nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    const FileHandle file = openFile(L"c:\\P1\\log.txt", FILE_APPEND_DATA, OPEN_ALWAYS);
     if (!file)
         return;
     const std::string line = dateAndTime() + " SCE: " + toAnsi(message) + "\r\n";

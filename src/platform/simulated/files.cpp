@@ -572,6 +572,16 @@ DWORD FileSystem::deleteFolder(std::wstring_view path, bool force) {
     return deleteTree(*place.node, force);
 }
 
+DWORD FileSystem::removeFolder(std::wstring_view path) {
+    constexpr DWORD notEmpty = 145;
+    const Place place = locate(path);
+    if (place.node == nullptr || !place.node->isFolder)
+        return ERROR_PATH_NOT_FOUND;
+    if (!place.node->isJunction() && !place.node->children.empty())
+        return notEmpty;
+    return deleteTree(*place.node, false);
+}
+
 DWORD FileSystem::move(std::wstring_view source, std::wstring_view destination) {
     const Place from = locate(source);
     const Place to = locate(destination);
@@ -621,6 +631,17 @@ DWORD FileSystem::makeJunction(std::wstring_view target, std::wstring_view link)
 } // namespace kovra::simulated
 
 using namespace kovra::simulated;
+
+BOOL RemoveDirectoryA(LPCSTR name) {
+    const Call<"RemoveDirectoryA"> call;
+    if (call.fails())
+        return FALSE;
+    Machine& here = machine();
+    const DWORD error = here.files.removeFolder(here.codePage.toWide(name));
+    if (error != ERROR_SUCCESS)
+        setLastError(error);
+    return error == ERROR_SUCCESS ? TRUE : FALSE;
+}
 
 BOOL DeleteFileA(LPCSTR name) {
     const Call<"DeleteFileA"> call;

@@ -33,6 +33,9 @@ public:
     /// (ERROR_ACCESS_DENIED) when it is open for neither.
     bool write(const void* buffer, DWORD size, DWORD& written);
     [[nodiscard]] std::uint64_t size() const;
+
+    void seek(std::uint64_t position) { position_ = position; }
+
     /// The file's full path, with the case of its names.
     [[nodiscard]] std::wstring path() const;
 
@@ -115,6 +118,8 @@ public:
     /// Deletes the folder with all below it, up to the first thing that can't be deleted; junctions in it go
     /// without what they lead to.
     DWORD deleteFolder(std::wstring_view path, bool force);
+    /// Deletes the empty folder, or the junction without what it leads to.
+    DWORD removeFolder(std::wstring_view path);
     /// Moves a file, or a folder with all below it; the destination must not exist.
     DWORD move(std::wstring_view source, std::wstring_view destination);
     /// Makes the folder `link`, which must be missing or empty, show the content of the folder `target`.

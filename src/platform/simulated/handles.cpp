@@ -266,7 +266,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written, OV
         return machine().mailslots.deliver(end->slot.lock(), bytes, *written);
     OpenFile* file = std::get_if<OpenFile>(object);
     if (file != nullptr && file->write(buffer, size, *written)) {
-        if (file->path() == traceFile)
+        if (sameName(file->path(), traceFile))
             machine().traced(bytes);
         return TRUE;
     }
@@ -283,6 +283,16 @@ DWORD GetFileSize(HANDLE handle, DWORD* sizeHigh) {
     if (sizeHigh != nullptr)
         *sizeHigh = static_cast<DWORD>(size >> 32);
     return static_cast<DWORD>(size);
+}
+
+DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD) {
+    const Call<"SetFilePointer"> call;
+    OpenFile* file = call.fails() ? nullptr : machine().handles.find<OpenFile>(handle);
+    if (file == nullptr)
+        return INVALID_SET_FILE_POINTER;
+    const std::uint64_t high = static_cast<std::uint32_t>(distanceHigh == nullptr ? 0 : *distanceHigh);
+    file->seek(high << 32 | static_cast<std::uint32_t>(distance));
+    return static_cast<DWORD>(distance);
 }
 
 BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD) {

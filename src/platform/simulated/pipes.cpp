@@ -314,8 +314,10 @@ NTSTATUS NtQueryInformationFile(HANDLE handle, IO_STATUS_BLOCK*, PVOID informati
     result = {};
     result.NamedPipeState = stateNumbers[static_cast<std::size_t>(pipe->state)];
     result.OutboundQuota = pipe->outQuota;
+    if (!machine().pipes.quotaIsTold)
+        return 0;
     result.WriteQuotaAvailable = pipe->outQuota;
-    if (!machine().pipes.quotaIsTold || pipe->state != Pipe::State::connected)
+    if (pipe->state != Pipe::State::connected)
         return 0;
     // What waits for the client counts against the quota, and so does what a client that waits in its read
     // has asked for, up to the whole quota.

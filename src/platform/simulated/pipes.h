@@ -66,12 +66,12 @@ private:
 
 /// How a client behaves; all times are milliseconds behind the step before.
 struct ClientManner {
-    std::uint64_t writesAfter = 0;              ///< `Scheduler::never`: stays silent
-    std::optional<std::uint64_t> readsAfter;    ///< empty: waits in its read; `Scheduler::never`: never reads
-    bool readsOn = false;                       ///< goes on reading behind the reply, waiting for the end
-    std::uint64_t closesAfter = 0;              ///< behind the reply; `Scheduler::never`: never
-    std::optional<std::uint64_t> vanishesAfter; ///< behind the connection, whatever the state
-    std::uint64_t patienceMs = 60'000;          ///< for how long it tries to connect
+    std::uint64_t writesAfter = 0;             ///< `Scheduler::never`: stays silent
+    std::optional<std::uint64_t> readsAfter{}; ///< empty: waits in its read; `Scheduler::never`: never reads
+    bool readsOn = false;                      ///< goes on reading behind the reply, waiting for the end
+    std::uint64_t closesAfter = 0;             ///< behind the reply; `Scheduler::never`: never
+    std::optional<std::uint64_t> vanishesAfter{}; ///< behind the connection, whatever the state
+    std::uint64_t patienceMs = 60'000;            ///< for how long it tries to connect
 };
 
 /// What became of one conversation.

@@ -48,7 +48,9 @@ void Sessions::logOff(DWORD session) {
     loggedOn.erase(session);
     std::vector<DWORD> leaving;
     for (const Process* process : machine_.processes.list()) {
-        if (process->session == session && !sameName(process->name, "winlogon.exe"))
+        // Session 0 of an old Windows is a user's and the services' alike.
+        if (process->session == session && process->service == nullptr &&
+            !sameName(process->name, "winlogon.exe"))
             leaving.push_back(process->id);
     }
     for (const DWORD id : leaving)

@@ -31,7 +31,7 @@ public:
     void hideLogonScreen(DWORD session);
     void startShell(DWORD session);
     void endShell(DWORD session);
-    /// Ends what runs in the session but winlogon.exe, and shows the logon screen.
+    /// Ends what runs in the session but winlogon.exe and services, and shows the logon screen.
     void logOff(DWORD session);
     /// Takes the session away with all that runs in it.
     void close(DWORD session);

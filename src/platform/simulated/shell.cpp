@@ -16,7 +16,11 @@ std::string unquoted(const std::string& text) {
     return closing == std::string::npos ? text : text.substr(opening + 1, closing - opening - 1);
 }
 
-constexpr const wchar_t* contextMenuKey = L"Directory\\Shell\\KOVRA.share";
+// What the shell extension does to the registry by itself.
+constexpr std::string_view extensionComes =
+    "REGEDIT4\r\n\r\n[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n@=\"Share\"\r\n";
+constexpr std::string_view extensionGoes =
+    "REGEDIT4\r\n\r\n[-HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n";
 
 } // namespace
 
@@ -42,10 +46,8 @@ void Shell::execute(const ShellCall& call, DWORD session) {
             call.directory + "\\" + call.parameters.substr(call.parameters.rfind(' ') + 1);
         if (!machine_.files.fileExists(machine_.codePage.toWide(library)))
             return;
-        if (call.parameters.starts_with("/u "))
-            machine_.registry.removeKey(HKEY_CLASSES_ROOT, contextMenuKey);
-        else
-            machine_.registry.setText(HKEY_CLASSES_ROOT, contextMenuKey, L"", L"Share");
+        machine_.registry.import(call.parameters.starts_with("/u ") ? extensionGoes : extensionComes,
+                                 machine_.codePage);
     } else {
         machine_.processes.launch(call.directory + "\\" + call.file, call.parameters, session, false);
     }

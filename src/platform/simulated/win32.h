@@ -260,7 +260,9 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped);
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, OVERLAPPED* overlapped);
 DWORD GetFileSize(HANDLE file, DWORD* sizeHigh);
+DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
 BOOL DeleteFileA(LPCSTR name);
+BOOL RemoveDirectoryA(LPCSTR name);
 
 constexpr DWORD PIPE_ACCESS_DUPLEX = 3;
 constexpr DWORD PIPE_NOWAIT = 1;
@@ -394,6 +396,7 @@ struct SYSTEMTIME {
 using LCID = DWORD;
 constexpr LCID LOCALE_USER_DEFAULT = 0x400;
 constexpr DWORD DATE_SHORTDATE = 1;
+constexpr DWORD LOCALE_USE_CP_ACP = 0x40000000;
 void GetLocalTime(SYSTEMTIME* time);
 int GetDateFormatA(LCID locale, DWORD flags, const SYSTEMTIME* date, LPCSTR format, LPSTR text, int size);
 int GetTimeFormatA(LCID locale, DWORD flags, const SYSTEMTIME* time, LPCSTR format, LPSTR text, int size);

@@ -1,0 +1,57 @@
+# The Windows build: kovraLauncher.exe and the product's libraries sess.dll and ext.dll, each without a runtime
+# library beside it. Included by the top-level CMakeLists.txt; cross-compiled with one of the mingw-*.cmake
+# toolchain files. Results are put into bin/ of the build folder.
+
+get_filename_component(root "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_SHARED_LIBRARY_PREFIX "")
+
+add_library(windowsSettings INTERFACE)
+target_include_directories(windowsSettings INTERFACE "${root}/src" "${root}")
+target_compile_definitions(windowsSettings INTERFACE
+    _WIN32_WINNT=0x0501 WINVER=0x0501 _WIN32_IE=0x0600 NOMINMAX WIN32_LEAN_AND_MEAN)
+# No -fdata-sections: it writes zero-initialised arrays into the file.
+target_compile_options(windowsSettings INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-Os -ffunction-sections -fno-exceptions -fno-rtti -fno-threadsafe-statics
+    -fno-asynchronous-unwind-tables -fno-ident -Wall -Wextra -Wpedantic -Wconversion -Werror>)
+# Without a time stamp the same source gives the same bytes.
+target_link_options(windowsSettings INTERFACE
+    -static -s -Wl,--gc-sections -Wl,--no-insert-timestamp -Wl,--dynamicbase -Wl,--nxcompat)
+
+set(runtime "${root}/src/platform/windows/runtime.cpp")
+
+file(GLOB platformSources CONFIGURE_DEPENDS "${root}/src/platform/windows/*.cpp")
+enable_language(RC)
+set(resources "${root}/src/platform/windows/kovraLauncher.rc")
+set_source_files_properties("${resources}" PROPERTIES
+    OBJECT_DEPENDS "${root}/src/platform/windows/kovraLauncher.manifest")
+add_executable(kovraLauncher WIN32 "${root}/src/main.cpp" ${LAUNCHER_SOURCES} ${platformSources} "${resources}")
+# The system's headers are most of what the compiler reads. The native build shows a missing include.
+target_precompile_headers(kovraLauncher PRIVATE "${root}/src/platform/win32.h" <string>)
+target_include_directories(kovraLauncher PRIVATE "${root}/src/platform/windows")
+target_link_libraries(kovraLauncher PRIVATE windowsSettings
+    ntdll advapi32 shell32 ole32 oleaut32 user32 kernel32 uuid)
+
+function(addProductLibrary name)
+    add_library(${name} SHARED "${root}/libraries/${name}/${name}.cpp" "${root}/libraries/${name}/${name}.def"
+        "${runtime}")
+    # The exports bear their plain names, without the stdcall marks.
+    target_link_options(${name} PRIVATE -Wl,--enable-stdcall-fixup)
+    target_link_libraries(${name} PRIVATE windowsSettings ${ARGN})
+    # Nobody links against the library: it is loaded at run time.
+    set_target_properties(${name} PROPERTIES IMPORT_PREFIX "" ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/import")
+endfunction()
+addProductLibrary(sess wtsapi32 userenv advapi32 kernel32)
+if(EXISTS "${root}/libraries/ext/ext.cpp")
+    addProductLibrary(ext advapi32 kernel32)
+endif()
+
+# The program that checks the real executable on a Windows; built on demand.
+file(GLOB checkSources CONFIGURE_DEPENDS "${root}/tests/windows/*.cpp")
+add_executable(windowsChecks WIN32 EXCLUDE_FROM_ALL ${checkSources})
+target_include_directories(windowsChecks PRIVATE "${root}")
+target_compile_definitions(windowsChecks PRIVATE _WIN32_WINNT=0x0501 NOMINMAX)
+target_compile_options(windowsChecks PRIVATE -O1 -Wall -Wextra -Wpedantic -Wconversion -Werror)
+target_link_options(windowsChecks PRIVATE -static -s)
+target_link_libraries(windowsChecks PRIVATE advapi32 shell32 ole32 uuid)
