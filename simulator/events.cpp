@@ -1,0 +1,280 @@
+#include "simulator/scenario.h"
+#include "simulator/windowsVersions.h"
+#include "simulator/world.h"
+
+namespace kovra::simulation {
+
+namespace {
+
+using simulated::Machine;
+
+simulated::Sessions& sessions(World& world) {
+    return world.machine.sessions;
+}
+
+void endAll(World& world, const char* name) {
+    world.machine.processes.endAll(name);
+}
+
+void boot(World& world, const Arguments&) {
+    Machine& machine = world.machine;
+    if (machine.sessions.active >= 0)
+        machine.sessions.open(static_cast<DWORD>(machine.sessions.active));
+    machine.services.boot();
+}
+
+void setTurn(World& world, const Arguments& arguments) {
+    const std::uint32_t turn = arguments.has("first") ? 0x8000'0000U : 0;
+    world.machine.clock.setTickCount(turn - static_cast<std::uint32_t>(arguments.ms("TIME")));
+}
+
+void addSetting(World& world, const Arguments& arguments) {
+    const std::wstring path = world.dataRoot + L"\\data\\general.ini";
+    const std::string line = arguments.text("NAME") + "=" + arguments.text("TEXT");
+    world.machine.files.write(path, world.contentOf({line}) + world.machine.files.read(path).value_or(""));
+}
+
+void setUserProfile(World& world, const Arguments& arguments) {
+    simulated::SpecialFolders& folders = world.machine.shell.specialFolders;
+    const std::wstring profile = arguments.wide("PATH");
+    const std::wstring roaming = profile + L"\\AppData\\Roaming";
+    folders.paths[CSIDL_APPDATA] = roaming;
+    folders.paths[CSIDL_STARTUP] = roaming + L"\\Microsoft\\Windows\\Start Menu\\Programs\\Startup";
+    folders.environment[L"USERPROFILE"] = profile;
+    folders.environment[L"APPDATA"] = roaming;
+}
+
+void logOn(World& world, const Arguments& arguments) {
+    const std::string& role = arguments.text("as");
+    sessions(world).logOn(world.sessionIn(arguments), {!role.empty(), role == "elevated"});
+}
+
+/// The application ends once the service has answered it, or hasn't for a while.
+void endWhenAnswered(World& world, std::uint64_t deadline) {
+    if (world.clients["application"]->replies > 0 || world.machine.scheduler.now() >= deadline)
+        endAll(world, "kovra.exe");
+    else
+        world.machine.scheduler.after(10, [&world, deadline] { endWhenAnswered(world, deadline); });
+}
+
+void quit(World& world, const Arguments&) {
+    constexpr std::uint64_t patienceMs = 10'000;
+    world.clients["application"] = world.machine.pipes.say("appExited");
+    endWhenAnswered(world, world.machine.scheduler.now() + patienceMs);
+}
+
+void sayAsApplication(World& world, const Arguments& arguments) {
+    world.clients["application"] = world.machine.pipes.say(world.bytesOf(arguments.text("TEXT")));
+}
+
+std::uint64_t timeOr(const Arguments& arguments, std::string_view group, std::uint64_t otherwise) {
+    return arguments.has(group) ? arguments.ms(group) : otherwise;
+}
+
+void connectClient(World& world, const Arguments& arguments) {
+    simulated::ClientManner manner;
+    manner.writesAfter = arguments.has("says") ? arguments.ms("writes") : simulated::Scheduler::never;
+    if (arguments.has("deaf") || arguments.has("reads"))
+        manner.readsAfter = timeOr(arguments, "reads", simulated::Scheduler::never);
+    manner.readsOn = arguments.has("listens");
+    manner.closesAfter =
+        timeOr(arguments, "closes", arguments.has("stays") ? simulated::Scheduler::never : 0);
+    if (arguments.has("vanishes"))
+        manner.vanishesAfter = arguments.ms("vanishes");
+    manner.patienceMs = timeOr(arguments, "tries", manner.patienceMs);
+    world.clients[arguments.text("NAME")] =
+        world.machine.pipes.say(world.bytesOf(arguments.text("says")), manner);
+}
+
+simulated::Process* processIn(World& world, const Arguments& arguments) {
+    const std::string& name = arguments.text("NAME");
+    return arguments.has("in") ? world.machine.processes.find(name, world.sessionIn(arguments))
+                               : world.machine.processes.find(name);
+}
+
+void installService(World& world, const Arguments&) {
+    world.machine.services.add(
+        "Kovra", world.machine.codePage.toAnsi(L"\"" + world.machine.launcherPath + L"\" -service"));
+}
+
+void changeFile(World& world, const Arguments& arguments) {
+    simulated::FileSystem& files = world.machine.files;
+    const std::wstring path = arguments.wide("PATH");
+    if (arguments.has("gone"))
+        files.remove(path);
+    else if (arguments.has("loaded"))
+        files.setLoaded(path);
+    else if (arguments.has("used"))
+        files.setInUse(path);
+    else if (arguments.has("read-only"))
+        files.setReadOnly(path);
+    else
+        files.setLoaded(path, false), files.setInUse(path, false), files.setReadOnly(path, false);
+}
+
+void changeFolder(World& world, const Arguments& arguments) {
+    simulated::FileSystem& files = world.machine.files;
+    const std::wstring path = arguments.wide("PATH");
+    if (arguments.has("gone"))
+        files.remove(path);
+    else if (arguments.has("made"))
+        files.makeFolder(path);
+    else
+        files.denyWrites(path, arguments.has("locked"));
+}
+
+void changeKey(World& world, const Arguments& arguments) {
+    simulated::Registry& registry = world.machine.registry;
+    const std::wstring key = classesKey(arguments);
+    if (arguments.has("gone"))
+        registry.removeKey(HKEY_CLASSES_ROOT, key);
+    else if (arguments.has("made"))
+        registry.makeKey(HKEY_CLASSES_ROOT, key);
+    else
+        registry.denyWrites(HKEY_CLASSES_ROOT, key, arguments.has("locked"));
+}
+
+template <DWORD code>
+void control(World& world, const Arguments&) {
+    world.machine.services.control("Kovra", code);
+}
+
+constexpr Event events[] = {
+    // The machine and its users.
+    {"windows VERSION",
+     [](World& world, const Arguments& arguments) {
+         world.machine.version = *findWindows(arguments.text("VERSION"));
+     }},
+    {"code page CODEPAGE",
+     [](World& world, const Arguments& arguments) {
+         world.machine.codePage.set(static_cast<UINT>(arguments.number("CODEPAGE")));
+     }},
+    {"clock first|second turn in TIME", setTurn},
+    {"machine boots", boot},
+    {"user logs on [as administrator|elevated] [in SESSION]", logOn},
+    {"user logs off [in SESSION]",
+     [](World& world, const Arguments& arguments) { sessions(world).logOff(world.sessionIn(arguments)); }},
+    {"user profile PATH", setUserProfile},
+    {"logon screen up|down [in SESSION]",
+     [](World& world, const Arguments& arguments) {
+         const DWORD session = world.sessionIn(arguments);
+         arguments.has("up") ? sessions(world).showLogonScreen(session)
+                             : sessions(world).hideLogonScreen(session);
+     }},
+    {"shell up|down [in SESSION]",
+     [](World& world, const Arguments& arguments) {
+         const DWORD session = world.sessionIn(arguments);
+         arguments.has("up") ? sessions(world).startShell(session) : sessions(world).endShell(session);
+     }},
+    {"session SESSION opens|closes",
+     [](World& world, const Arguments& arguments) {
+         const auto session = static_cast<DWORD>(arguments.number("SESSION"));
+         arguments.has("opens") ? sessions(world).open(session) : sessions(world).close(session);
+     }},
+    {"console none", [](World& world, const Arguments&) { sessions(world).active = -1; }},
+    {"console SESSION",
+     [](World& world, const Arguments& arguments) { sessions(world).active = arguments.number("SESSION"); }},
+    {"process NAME starts [in SESSION] [as admin]",
+     [](World& world, const Arguments& arguments) {
+         world.machine.processes.start(arguments.text("NAME"), world.sessionIn(arguments),
+                                       arguments.has("as"));
+     }},
+    {"process NAME ends [in SESSION]",
+     [](World& world, const Arguments& arguments) {
+         if (const simulated::Process* process = processIn(world, arguments))
+             world.machine.processes.end(process->id);
+     }},
+    {"process NAME protected [in SESSION]",
+     [](World& world, const Arguments& arguments) {
+         if (simulated::Process* process = processIn(world, arguments))
+             process->unkillable = true;
+     }},
+    {"processes linger TIME",
+     [](World& world, const Arguments& arguments) {
+         world.machine.processes.terminationMs = arguments.ms("TIME");
+     }},
+
+    // The product.
+    {"product in PATH [data in PATH]",
+     [](World& world, const Arguments& arguments) {
+         const std::wstring root = arguments.wide("PATH");
+         world.installProduct(root, arguments.has("data") ? arguments.wide("data") : root);
+     }},
+    {"setting NAME = TEXT", addSetting},
+    {"library missing|found",
+     [](World& world, const Arguments& arguments) {
+         sessions(world).libraryMissing = arguments.has("missing");
+     }},
+    {"trace on|off",
+     [](World& world, const Arguments& arguments) {
+         arguments.has("on") ? world.machine.files.makeFolder(L"C:\\P1")
+                             : world.machine.files.remove(L"C:\\P1");
+     }},
+    {"application reports nothing",
+     [](World& world, const Arguments&) { world.application.reportsAfter.reset(); }},
+    {"application reports after TIME",
+     [](World& world, const Arguments& arguments) { world.application.reportsAfter = arguments.ms("TIME"); }},
+    {"application dies after TIME",
+     [](World& world, const Arguments& arguments) { world.application.diesAfter = arguments.ms("TIME"); }},
+    {"application lives", [](World& world, const Arguments&) { world.application.diesAfter.reset(); }},
+    {"application mailslot none", [](World& world, const Arguments&) { world.application.mailslot.clear(); }},
+    {"application mailslot NAME",
+     [](World& world, const Arguments& arguments) {
+         world.application.mailslot = arguments.text("NAME");
+         if (const simulated::Process* running = world.machine.processes.find("kovra.exe"))
+             world.machine.mailslots.make(world.application.mailslot, running->id);
+     }},
+    {"application crashes", [](World& world, const Arguments&) { endAll(world, "kovra.exe"); }},
+    {"application quits", quit},
+    {"application says TEXT", sayAsApplication},
+    {"client NAME [writes after TIME] [reads after TIME] [closes after TIME] [vanishes after TIME] "
+     "[tries for TIME] [listens on] [deaf] [stays] [says TEXT]",
+     connectClient},
+    {"launcher TEXT",
+     [](World& world, const Arguments& arguments) {
+         world.machine.start(arguments.wide("TEXT"), world.sessionIn(arguments));
+     }},
+    {"service installed", installService},
+    {"service starts", [](World& world, const Arguments&) { world.machine.services.start("Kovra"); }},
+    {"service stops", control<SERVICE_CONTROL_STOP>},
+    {"service shuts down", control<SERVICE_CONTROL_SHUTDOWN>},
+    {"service asked", control<SERVICE_CONTROL_INTERROGATE>},
+    {"service manager closed|open",
+     [](World& world, const Arguments& arguments) {
+         world.machine.services.denied = arguments.has("closed");
+     }},
+
+    // Files and the registry.
+    {"file PATH gone|loaded|used|read-only|free", changeFile},
+    {"file PATH holds TEXT",
+     [](World& world, const Arguments& arguments) {
+         world.machine.files.write(arguments.wide("PATH"), world.bytesOf(arguments.text("TEXT")));
+     }},
+    {"file PATH LINES",
+     [](World& world, const Arguments& arguments) {
+         world.machine.files.write(arguments.wide("PATH"), world.contentOf(arguments.lines));
+     }},
+    {"folder PATH made|gone|locked|unlocked", changeFolder},
+    {"registry KEY made|gone|locked|unlocked", changeKey},
+    {"registry KEY holds TEXT",
+     [](World& world, const Arguments& arguments) {
+         world.machine.registry.setText(HKEY_CLASSES_ROOT, classesKey(arguments), L"",
+                                        arguments.wide("TEXT"));
+     }},
+    {"registry KEY value NAME holds TEXT",
+     [](World& world, const Arguments& arguments) {
+         world.machine.registry.setText(HKEY_CLASSES_ROOT, classesKey(arguments), arguments.wide("NAME"),
+                                        arguments.wide("TEXT"));
+     }},
+
+    // The scenario.
+    {"from here", [](World& world, const Arguments&) { world.happenings.clear(); }},
+};
+
+} // namespace
+
+std::span<const Event> allEvents() {
+    return events;
+}
+
+} // namespace kovra::simulation

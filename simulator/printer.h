@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/simulated/machine.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace kovra::simulation {
+
+struct Scenario;
+
+/// Prints a play in two columns: what the machine and the scenario do on the left, what the launcher does and
+/// traces on the right.
+class Printer {
+public:
+    Printer(std::FILE* out, bool quiet) : out_(out), quiet_(quiet) {}
+
+    void begin(const Scenario& scenario);
+    void happened(std::uint64_t at, simulated::Side side, const std::string& text);
+    /// A line of the scenario itself, with a mark that says what it is.
+    void scenarioLine(std::uint64_t at, char mark, const std::string& text);
+
+private:
+    void print(std::uint64_t at, bool right, const std::string& text);
+
+    std::FILE* out_;
+    bool quiet_;
+    int timeWidth_ = 0;
+};
+
+} // namespace kovra::simulation

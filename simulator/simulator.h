@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace kovra::simulation {
+
+/// Reads the scenario files of the arguments and, when none has a mistake, plays them one after the other.
+/// `--quiet` shows failing expectations and a line for each file only. Gives the exit code: 0 when every
+/// expectation holds, 1 when one fails, 2 when a line is wrong or a file can't be read.
+int runSimulator(const std::vector<std::string>& arguments, std::FILE* out, std::FILE* err);
+
+} // namespace kovra::simulation

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/simulated/machine.h"
+#include "simulator/text.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovra::simulation {
+
+class Arguments;
+
+/// How the desktop application behaves, at each of its starts.
+struct Application {
+    std::optional<std::uint64_t> reportsAfter = 300; ///< says `appLaunched`; empty: never
+    std::optional<std::uint64_t> diesAfter;
+    std::string mailslot = "kovraMailslot"; ///< empty: makes none
+};
+
+/// The machine as the untimed lines at a scenario's top have left it.
+struct Beginning {
+    simulated::FileSnapshot files; ///< without the trace's folder
+    simulated::RegistrySnapshot registry;
+    std::vector<simulated::Service> services;
+};
+
+/// A machine and all that a scenario keeps beside it.
+struct World {
+    World();
+
+    std::wstring installRoot;
+    std::wstring dataRoot;
+    Application application;
+    /// By name; `application` is the application itself.
+    std::map<std::string, std::shared_ptr<simulated::Conversation>> clients;
+    /// What has happened since the last `from here`, its texts in UTF-8.
+    std::vector<simulated::Happening> happenings;
+    std::optional<Beginning> beginning;
+
+    simulated::Machine machine; // the last member: it goes first
+
+    /// Puts the product's files on the machine, as its installation and a user's run leave them.
+    void installProduct(const std::wstring& root, const std::wstring& data);
+
+    [[nodiscard]] Beginning lookAtAll() const;
+
+    /// The session that the line names, else the one at the console.
+    [[nodiscard]] DWORD sessionIn(const Arguments& arguments) const;
+    /// The text as the machine's programs would write it, `\0` and `\xHH` being single bytes.
+    [[nodiscard]] std::string bytesOf(std::string_view text) const;
+    [[nodiscard]] std::string fromBytes(std::string_view bytes) const;
+    /// The lines as a file's content.
+    [[nodiscard]] std::string contentOf(const std::vector<std::string>& lines) const;
+};
+
+/// The registry key below HKEY_CLASSES_ROOT that a scenario's key stands for.
+[[nodiscard]] std::wstring classesKey(const Arguments& arguments);
+
+} // namespace kovra::simulation
