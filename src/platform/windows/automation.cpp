@@ -169,8 +169,7 @@ AutomationObject createByClassName(const wchar_t* className) {
     CLSID classId{};
     void* object = nullptr;
     if (FAILED(initialized) || FAILED(CLSIDFromProgID(className, &classId)) ||
-        FAILED(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
-                                &object)))
+        FAILED(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, &object)))
         return {};
     return AutomationObject{object};
 }

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the checks do with the machine, and what they look at.
+
+namespace checks {
+
+// Checks
+
+/// Counts the check and prints its line; `detail` is shown when it fails.
+void check(bool passed, const std::string& what, const std::string& detail = "");
+void checkEqual(const std::string& seen, const std::string& expected, const std::string& what);
+/// Prints "N passed, N failed" and gives the process's exit code.
+int summary();
+/// Polls until the condition holds or the time is over; gives whether it holds.
+bool waitFor(DWORD limitMs, const std::function<bool()>& condition);
+
+// Texts
+
+std::string lower(std::string text);
+std::string hex(const std::string& bytes);
+bool contains(const std::string& text, const std::string& part);
+
+// Files
+
+/// The whole file; empty when it can't be read.
+std::string readFile(const std::string& path);
+/// Writes the file, and makes the folders above it.
+void writeFile(const std::string& path, const std::string& content);
+void makeFolder(const std::string& path);
+bool exists(const std::string& path);
+/// Path of a shell folder by its CSIDL number.
+std::string shellFolder(int csidl);
+
+// Processes
+
+/// A process that the checks started; killed at the end unless it has ended.
+class Process {
+public:
+    Process() = default;
+    explicit Process(const std::string& commandLine);
+    Process(Process&& other) noexcept;
+    Process& operator=(Process&& other) noexcept;
+    ~Process();
+
+    /// Whether it ended within the time.
+    [[nodiscard]] bool waitForEnd(DWORD limitMs) const;
+    void kill();
+
+private:
+    HANDLE handle_ = nullptr;
+};
+
+bool isRunning(const std::string& fileName);
+/// Kills every process of that file name and gives the tick count of that moment.
+DWORD killAll(const std::string& fileName);
+
+// Services
+
+/// 0 when there is no such service.
+DWORD serviceState(const std::string& name);
+/// Image path, display name, start type and account, in one text; empty without the service.
+std::string serviceConfiguration(const std::string& name);
+void stopService(const std::string& name);
+bool waitForServiceState(const std::string& name, DWORD state, DWORD limitMs);
+
+// Registry
+
+/// A default value below HKEY_CLASSES_ROOT; empty optional when there is no such key or value.
+std::optional<std::string> classesRootValue(const std::string& key);
+
+// The control pipe
+
+class PipeClient {
+public:
+    /// Connects as soon as the instance is free.
+    explicit PipeClient(DWORD limitMs = 10'000);
+
+    ~PipeClient() { close(); }
+
+    PipeClient(const PipeClient&) = delete;
+    PipeClient& operator=(const PipeClient&) = delete;
+
+    [[nodiscard]] bool connected() const { return pipe_ != INVALID_HANDLE_VALUE; }
+
+    void send(const std::string& message);
+    [[nodiscard]] std::string readReply();
+    void close();
+
+private:
+    HANDLE pipe_ = INVALID_HANDLE_VALUE;
+};
+
+/// The reply to one command on a connection of its own; a text in brackets when there is none.
+std::string command(const std::string& message);
+
+} // namespace checks
