@@ -28,6 +28,7 @@ public:
         for (const Line& line : scenario_.lines) {
             if (line.moment)
                 playUntil(*line.moment);
+            printer_.heading(line.heading);
             if (line.look != nullptr)
                 look(line);
             else if (line.whenTraced.empty())

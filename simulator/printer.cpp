@@ -22,6 +22,14 @@ void Printer::begin(const Scenario& scenario) {
                  leftWidth, "machine", "launcher");
 }
 
+void Printer::heading(const std::vector<std::string>& lines) {
+    if (quiet_ || lines.empty())
+        return;
+    std::fputc('\n', out_);
+    for (const std::string& line : lines)
+        std::fprintf(out_, "%*s# %s\n", timeWidth_ + 2, "", line.c_str());
+}
+
 void Printer::happened(std::uint64_t at, simulated::Side side, const std::string& text) {
     print(at, side != simulated::Side::machine, side == simulated::Side::launcher ? "> " + text : text);
 }

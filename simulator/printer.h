@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace kovra::simulation {
 
@@ -17,6 +18,8 @@ public:
     Printer(std::FILE* out, bool quiet) : out_(out), quiet_(quiet) {}
 
     void begin(const Scenario& scenario);
+    /// Stands above what follows.
+    void heading(const std::vector<std::string>& lines);
     void happened(std::uint64_t at, simulated::Side side, const std::string& text);
     /// A line of the scenario itself, with a mark that says what it is.
     void scenarioLine(std::uint64_t at, char mark, const std::string& text);

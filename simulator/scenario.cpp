@@ -64,8 +64,7 @@ public:
         }
         finish();
         if (text.starts_with('#')) {
-            if (scenario.title.empty() && scenario.lines.empty())
-                scenario.title = trimmed(text.substr(1));
+            takeComment(trimmed(text.substr(1)));
         } else if (!text.empty()) {
             text_ = text;
             line_.number = number_;
@@ -74,12 +73,12 @@ public:
 
     /// Understands the line that was taken last, with the bars below it.
     void finish() {
-        if (!text_.empty()) {
-            const std::string all = std::exchange(text_, {});
-            std::string_view text = all;
-            if (takeMoment(text) && takeMeaning(text))
-                scenario.lines.push_back(line_);
-        }
+        if (text_.empty())
+            return;
+        const std::string all = std::exchange(text_, {});
+        std::string_view text = all;
+        if (takeMoment(text) && takeMeaning(text))
+            scenario.lines.push_back(line_);
         line_ = {};
         bars_.clear();
     }
@@ -93,6 +92,13 @@ private:
             return;
         }
         bars_.push_back(closedText(text.substr(text.starts_with(' ') ? 1 : 0)));
+    }
+
+    void takeComment(std::string_view text) {
+        if (scenario.title.empty() && scenario.lines.empty())
+            scenario.title = text;
+        else
+            line_.heading.emplace_back(text);
     }
 
     bool wrong(const std::string& what) {

@@ -46,7 +46,8 @@ struct Moment {
 /// One line of a scenario. It carries something out or, as an expectation, looks.
 struct Line {
     int number = 0;
-    std::string text; ///< as it stands in the file, without its time
+    std::vector<std::string> heading; ///< the comments above it
+    std::string text;                 ///< as it stands in the file, without its time
     std::optional<Moment> moment;
     Arguments arguments;
     CarryOut carryOut = nullptr;

@@ -1,0 +1,41 @@
+#include "channels/mailslots.h"
+
+#include "support/product.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace kovra {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(Mailslots, AMessageGoesOutWithItsTerminatorAndTellsWhetherTheSlotWasThere) {
+    InstalledMachine machine;
+    machine.inside([&] {
+        EXPECT_FALSE(sendMailslotMessage(L"caf\u00E9"));
+        machine.mailslots.make("kovraMailslot");
+        machine.mailslots.make("kovraMailslot3");
+        EXPECT_TRUE(sendMailslotMessage(L"caf\u00E9"));
+        *mailslotIndex = L"3";
+        sendToApp(L"removeTrayIcon");
+        machine.fail("WriteFile", ERROR_BROKEN_PIPE, 1);
+        EXPECT_TRUE(sendMailslotMessage(L"lost")) << "a failing write is not noticed";
+        EXPECT_EQ(machine.handles.count(), 0U);
+    });
+    EXPECT_THAT(machine.mailslots.find("kovraMailslot")->messages, ElementsAre(std::string{"caf\xE9\0", 5}));
+    EXPECT_THAT(machine.mailslots.find("kovraMailslot3")->messages,
+                ElementsAre(std::string{"removeTrayIcon\0", 15}));
+    EXPECT_THAT(machine.traceLines, ElementsAre("mailslot message sent: caf\xE9 to slot 0",
+                                                "mailslot message sent: caf\xE9 to slot -1",
+                                                "mailslot message sent: removeTrayIcon to slot -1",
+                                                "mailslot message sent: lost to slot -1"));
+    machine.run(L"hello"); // another process knows nothing of the index; it starts the application
+    machine.run(L"shutdown");
+    EXPECT_EQ(machine.mailslots.find("kovraMailslot")->messages.size(), 2U);
+    EXPECT_THAT(machine.misuses, IsEmpty());
+}
+
+} // namespace
+} // namespace kovra

@@ -1,0 +1,213 @@
+#include "channels/pipes.h"
+
+#include "service/serviceProcess.h"
+
+#include <memory>
+
+namespace kovra {
+namespace {
+
+using simulated::ClientManner;
+using simulated::Conversation;
+using simulated::Scheduler;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Ge;
+using testing::IsEmpty;
+using testing::Le;
+
+constexpr std::uint64_t never = Scheduler::never;
+
+/// The service alone: no application that could be started, so that nothing but the pipe takes time.
+class PipeMachine : public ServiceMachine {
+public:
+    /// `quotaIsTold`: whether Windows tells that a reply is unread.
+    explicit PipeMachine(bool quotaIsTold = true) {
+        pipes.quotaIsTold = quotaIsTold;
+        startService();
+    }
+
+    /// Plays one conversation to its answer; gives how long that took, `never` without one.
+    std::uint64_t answerTime(const std::string& message, const ClientManner& manner = {}) {
+        const std::uint64_t start = scheduler.now();
+        const std::shared_ptr<Conversation> talk = pipes.say(message, manner);
+        playUntil([&] { return talk->answeredAt.has_value(); }, 60'000);
+        EXPECT_EQ(talk->reply, "OK");
+        return talk->answeredAt ? *talk->answeredAt - start : never;
+    }
+
+    /// Plays until the service drops the client; gives how long that took.
+    std::uint64_t dropTime(const std::string& message, const ClientManner& manner) {
+        const std::uint64_t start = scheduler.now();
+        const std::shared_ptr<Conversation> talk = pipes.say(message, manner);
+        EXPECT_TRUE(playUntil([&] { return talk->dropped; }, 60'000));
+        return scheduler.now() - start;
+    }
+
+    /// The command texts that have arrived.
+    [[nodiscard]] std::vector<std::string> commands() const {
+        constexpr std::string_view mark = "receive command from app: ";
+        std::vector<std::string> result;
+        for (const std::string& line : traceLines) {
+            if (line.starts_with(mark))
+                result.push_back(line.substr(mark.size()));
+        }
+        return result;
+    }
+};
+
+TEST(ControlPipe, AnswersWithinAPassAndThenLetsTheClientGo) {
+    PipeMachine machine;
+    machine.play(50);
+    EXPECT_TRUE(machine.pipes.find("kovraLauncherPipe")->openToEveryone);
+    const auto talk = machine.pipes.say("hello", {.readsOn = true, .closesAfter = never});
+    machine.play(1000);
+    EXPECT_EQ(talk->connectedAt, 50U);
+    EXPECT_EQ(talk->answeredAt, 200U);
+    EXPECT_EQ(talk->reply, "OK");
+    EXPECT_EQ(talk->replies, 1);
+    EXPECT_TRUE(talk->dropped);
+    EXPECT_EQ(machine.calls("Sleep"), 0U) << "a client that waits in its read costs no time";
+    EXPECT_EQ(machine.calls("ConnectNamedPipe"), 6U);
+}
+
+TEST(ControlPipe, AnIdlePassCostsTwoCalls) {
+    PipeMachine machine;
+    const char* const others[] = {"WriteFile", "DisconnectNamedPipe", "NtQueryInformationFile", "Sleep",
+                                  "CreateNamedPipeA"};
+    machine.play(60'000);
+    std::uint64_t before[std::size(others)];
+    for (std::size_t index = 0; index < std::size(others); ++index)
+        before[index] = machine.calls(others[index]);
+    const std::uint64_t connects = machine.calls("ConnectNamedPipe");
+    const std::uint64_t reads = machine.calls("ReadFile");
+    machine.play(20'000);
+    EXPECT_EQ(machine.calls("ConnectNamedPipe") - connects, 100U);
+    EXPECT_EQ(machine.calls("ReadFile") - reads, 100U);
+    for (std::size_t index = 0; index < std::size(others); ++index)
+        EXPECT_EQ(machine.calls(others[index]), before[index]) << others[index];
+}
+
+TEST(ControlPipe, TakesAMessageAsItIsUpToItsHundredBytes) {
+    const std::string hundred = "test " + std::string(95, 'x');
+
+    struct {
+        std::string message, command;
+    } const rows[] = {{hundred, hundred},
+                      {"", ""},
+                      {hundred + "tail", "tail"},
+                      {std::string(100, 'y') + hundred, hundred},
+                      {std::string(250, 'y') + "-tail", std::string(50, 'y') + "-tail"},
+                      {"caf\xE9 \x80", "caf\xE9 \x80"}};
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.message);
+        PipeMachine machine;
+        EXPECT_LE(machine.answerTime(row.message), 600U);
+        machine.play(1000);
+        EXPECT_THAT(machine.commands(), ElementsAre(row.command));
+    }
+    PipeMachine machine;
+    EXPECT_LE(machine.answerTime({"exit\0", 5}), 200U);
+    machine.play(1000);
+    EXPECT_TRUE(machine.serviceRuns()) << "the 0 byte belongs to the word";
+}
+
+TEST(ControlPipe, ASecondClientWaitsForTheFirst) {
+    PipeMachine machine;
+    machine.play(10);
+    const auto first = machine.pipes.say("first", {.writesAfter = 1000});
+    machine.play(500);
+    const auto second = machine.pipes.say("second");
+    machine.play(740);
+    EXPECT_EQ(first->answeredAt, 1200U);
+    EXPECT_FALSE(second->connectedAt);
+    machine.play(600);
+    EXPECT_GE(second->connectedAt, *first->answeredAt + 190) << "the instance listens again in the next pass";
+    EXPECT_EQ(second->reply, "OK");
+}
+
+TEST(ControlPipe, ClientsAreBoundedInTime) {
+    for (const bool told : {true, false}) {
+        PipeMachine machine(told);
+        EXPECT_THAT(machine.dropTime("", {.writesAfter = never}), testing::AllOf(Ge(5000U), Le(5400U)));
+        machine.play(1000);
+        EXPECT_THAT(machine.dropTime("hello", {.readsAfter = never, .closesAfter = never}),
+                    testing::AllOf(Ge(2000U), Le(2400U)));
+        machine.play(1000);
+        EXPECT_LE(machine.answerTime("hello", {.writesAfter = 4900}), 5100U);
+        machine.play(1000);
+        // A patient reader gets its answer, however it goes about it.
+        for (const std::uint64_t readsAfter : {0, 1, 50, 1900})
+            EXPECT_LE(machine.answerTime("hello", {.readsAfter = readsAfter}), readsAfter + 410)
+                << readsAfter;
+        EXPECT_EQ(machine.commands().size(), 6U);
+        // One that goes at once is noticed in the next pass.
+        machine.play(1000);
+        machine.pipes.say("", {.writesAfter = never, .vanishesAfter = 10});
+        machine.play(20);
+        EXPECT_LE(machine.answerTime("hello"), 600U);
+    }
+}
+
+TEST(ControlPipe, ADeafClientHoldsAStopForNoMoreThanItsBound) {
+    PipeMachine machine;
+    machine.pipes.say("hello", {.readsAfter = never});
+    machine.play(300);
+    const std::uint64_t start = machine.scheduler.now();
+    machine.stopService();
+    EXPECT_LE(machine.scheduler.now() - start, 2000U);
+}
+
+TEST(ControlPipe, AfterAnyBadClientTheNextGoodOneIsServedWithinEightSeconds) {
+    const ClientManner manners[] = {{.writesAfter = never},
+                                    {.writesAfter = never, .vanishesAfter = 0},
+                                    {.writesAfter = never, .vanishesAfter = 4990},
+                                    {.writesAfter = 4900, .readsAfter = never, .closesAfter = never},
+                                    {.writesAfter = 5300, .readsAfter = never, .closesAfter = never},
+                                    {.readsAfter = never, .closesAfter = never},
+                                    {.readsAfter = never, .vanishesAfter = 150},
+                                    {.readsAfter = never, .vanishesAfter = 0},
+                                    {.readsOn = true, .closesAfter = never}};
+    for (const std::string& message : {std::string{"hello"}, std::string{}, std::string(100'000, 'x')}) {
+        for (const ClientManner& manner : manners) {
+            SCOPED_TRACE(testing::Message()
+                         << "client " << &manner - manners << ", " << message.size() << " bytes");
+            PipeMachine machine;
+            machine.play(10);
+            machine.pipes.say(message, manner);
+            machine.play(1);
+            EXPECT_LE(machine.answerTime("good"), 8000U);
+            EXPECT_THAT(machine.commands(), Contains("good"));
+        }
+    }
+}
+
+TEST(ControlPipe, AThousandCommandsInARowAreEachAnsweredOnce) {
+    PipeMachine machine;
+    machine.keepHappenings = false;
+    std::vector<std::string> sent;
+    for (int number = 0; number < 1000; ++number) {
+        sent.push_back("setMailslotIndex " + std::to_string(number));
+        const auto talk = machine.pipes.say(sent.back(), {.readsOn = number % 2 == 0});
+        ASSERT_TRUE(machine.playUntil([&] { return talk->answeredAt.has_value(); }, 1000)) << number;
+        EXPECT_EQ(talk->reply, "OK");
+        EXPECT_EQ(talk->replies, 1);
+    }
+    EXPECT_EQ(machine.commands(), sent);
+    EXPECT_LE(machine.scheduler.now(), 1000U * 410);
+}
+
+TEST(ControlPipe, WithoutAPipeTheServiceRunsOn) {
+    ServiceMachine machine;
+    machine.fail("CreateNamedPipeA", ERROR_ACCESS_DENIED);
+    machine.startWithUser();
+    machine.play(4000);
+    EXPECT_EQ(machine.starts.size(), 1U);
+    EXPECT_EQ(machine.calls("CreateNamedPipeA"), 1U);
+    machine.stopService();
+    EXPECT_EQ(machine.globalBlocks, 0);
+}
+
+} // namespace
+} // namespace kovra

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "frontend/installationPaths.h"
+#include "support/product.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace kovra {
+
+/// An installed machine with the files that the ties into the shell come from: a language with its captions,
+/// the registry template, the shell extension.
+class ShellMachine : public InstalledMachine {
+public:
+    static constexpr const wchar_t* templatePath = L"C:\\Kovra\\bin\\default\\contextMenu.reg";
+    static constexpr const wchar_t* outputPath = L"C:\\Kovra\\data\\temp\\contextMenu.reg";
+    static constexpr const wchar_t* menuKey = L"Directory\\Shell\\KOVRA.share";
+
+    ShellMachine() {
+        set("language=en");
+        files.write(L"C:\\Kovra\\www\\includes\\lng\\en.php",
+                    "<?php\r\n"
+                    "//configNewResource:New resource\r\n"
+                    "//shellShareWith:Share with \"Kovra\"\r\n"
+                    "//doShare:Share\r\n"
+                    "//doSend:Send [file]\r\n"
+                    "//doPublish:Publi\xC3\xA9 \\ \xE2\x98\x83\r\n");
+        files.write(templatePath, "REGEDIT4\r\n\r\n"
+                                  "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n"
+                                  "@=\"%SHAREMAINCAPTION%\"\r\n\r\n"
+                                  "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share\\command]\r\n"
+                                  "@=\"\\\"%EXEPATH%\\\\kovra.exe\\\" \\\"%1\\\"\"\r\n\r\n"
+                                  "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share]\r\n"
+                                  "@=\"%SHARECAPTION%\"\r\n\r\n"
+                                  "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share\\command]\r\n"
+                                  "@=\"\\\"%EXEPATH%\\\\kovra.exe\\\" \\\"%1\\\"\"\r\n\r\n"
+                                  "[HKEY_CLASSES_ROOT\\KOVRA.menu]\r\n"
+                                  "@=\"%SENDCAPTION%\"\r\n"
+                                  "\"publish\"=\"%PUBLISHCAPTION%\"\r\n"
+                                  "\"www\"=\"%WWWPATH%\"\r\n");
+        files.write(L"C:\\Kovra\\bin\\kovraShellExt.dll", "shell extension 1");
+    }
+
+    /// Runs the body in a launcher process that has resolved its paths, then lets its children do their work.
+    void insideLauncher(const std::function<void()>& body) {
+        inside([&] {
+            ASSERT_TRUE(initPaths());
+            body();
+        });
+        play(200);
+    }
+
+    [[nodiscard]] std::optional<std::wstring> defaultValue(std::wstring_view key) const {
+        return registry.text(HKEY_CLASSES_ROOT, key, L"");
+    }
+
+    void removeLanguageFile() { files.remove(L"C:\\Kovra\\www\\includes\\lng\\en.php"); }
+};
+
+inline const simulated::ShellCall registersExtension{"Open", "regsvr32.exe", "/s kovraShellExt.dll",
+                                                     "C:\\Kovra\\bin", SW_HIDE};
+inline const simulated::ShellCall unregistersExtension{"Open", "regsvr32.exe", "/u /s kovraShellExt.dll",
+                                                       "C:\\Kovra\\bin", SW_HIDE};
+inline const simulated::ShellCall importsTemplate{
+    "Open", "regedit", "/s \"C:\\Kovra\\data\\temp\\contextMenu.reg\"", "C:\\Kovra\\data\\temp", SW_HIDE};
+
+inline constexpr simulated::WindowsVersion windowsXp{5, 1, VER_PLATFORM_WIN32_NT};
+inline constexpr simulated::WindowsVersion windowsVista{6, 0, VER_PLATFORM_WIN32_NT};
+inline constexpr simulated::WindowsVersion windows7{6, 1, VER_PLATFORM_WIN32_NT};
+inline constexpr simulated::WindowsVersion windows8{6, 2, VER_PLATFORM_WIN32_NT};
+
+} // namespace kovra

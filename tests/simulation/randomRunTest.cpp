@@ -1,0 +1,398 @@
+#include "support/product.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <deque>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace kovra {
+namespace {
+
+using simulated::ClientManner;
+using simulated::Conversation;
+using simulated::Scheduler;
+
+constexpr std::uint64_t second = 1000;
+constexpr std::uint64_t minute = 60 * second;
+
+/// An hour in the life of the service: users, the application and pipe clients do what they like, and what
+/// must always hold is looked at in every pass of the loop.
+class RandomHour {
+public:
+    explicit RandomHour(std::uint32_t seed) : random_(seed) {
+        machine_.keepHappenings = false;
+        machine_.observer = [this](const simulated::Happening& happening) {
+            last_.push_back(std::to_string(happening.at) + "  " + happening.text);
+            if (last_.size() > 60)
+                last_.pop_front();
+            if (happening.side == simulated::Side::trace)
+                followTrace(happening.text);
+        };
+        adminSetting_ = chance(4);
+        machine_.set(adminSetting_ ? "launchWithAdminRights=1" : "launchWithAdminRights=0");
+        machine_.version = {6, below(3), VER_PLATFORM_WIN32_NT};
+        machine_.processes.terminationMs = chance(2) ? 0 : below(400);
+        machine_.pipes.quotaIsTold = !chance(4);
+        // Sometimes the clock turns during the hour.
+        if (chance(3))
+            machine_.clock.setTickCount((chance(2) ? 0x8000'0000U : 0U) - below(30 * minute));
+        machine_.processes.onStart["kovra.exe"] = [this](const simulated::Process& process) {
+            machine_.mailslots.make("kovraMailslot", process.id);
+            if (!chance(5))
+                machine_.scheduler.after(100 + below(900), [this, id = process.id] {
+                    if (machine_.processes.find(id) != nullptr)
+                        machine_.pipes.say("appLaunched");
+                });
+        };
+    }
+
+    /// What went wrong; empty when nothing did.
+    std::string play() {
+        machine_.sessions.open(1);
+        machine_.startService();
+        nextBadClient_ = now() + 10 * second;
+        const std::uint64_t end = now() + 60 * minute;
+        while (failure_.empty() && now() < end) {
+            doSomething();
+            watch(chance(3) ? below(300) : below(20 * second));
+        }
+        settle();
+        stop();
+        return failure_;
+    }
+
+    [[nodiscard]] std::string lastHappenings() const {
+        std::string text;
+        for (const std::string& happening : last_)
+            text += happening + "\n";
+        return text;
+    }
+
+private:
+    struct Session {
+        bool open = false;
+        bool loggedOn = false;
+        bool administrator = false;
+    };
+
+    /// How long something may stay wrong: a rights check every 15 passes, one of which a client or a kill
+    /// may stretch, and the start behind it.
+    static constexpr std::uint64_t patienceMs = 12 * second;
+    static constexpr std::uint64_t replyPatienceMs = 8 * second;
+
+    [[nodiscard]] std::uint64_t now() const { return machine_.scheduler.now(); }
+
+    std::uint32_t below(std::uint64_t limit) { return static_cast<std::uint32_t>(random_() % limit); }
+
+    bool chance(std::uint32_t oneIn) { return below(oneIn) == 0; }
+
+    [[nodiscard]] DWORD console() const { return static_cast<DWORD>(machine_.sessions.active); }
+
+    Session& here() { return sessions_.at(console()); }
+
+    [[nodiscard]] bool logonScreenUp() const { return machine_.processes.find("logonui.exe") != nullptr; }
+
+    void doSomething() {
+        using Deed = void (RandomHour::*)();
+        static constexpr std::array deeds{
+            &RandomHour::logOnOrOff, &RandomHour::lockOrUnlock, &RandomHour::lockOrUnlock,
+            &RandomHour::switchUser, &RandomHour::restartShell, &RandomHour::crash,
+            &RandomHour::crash,      &RandomHour::relaunch,     &RandomHour::quitOrComeBack,
+            &RandomHour::talk,       &RandomHour::talk,         &RandomHour::misbehave,
+            &RandomHour::misbehave,  &RandomHour::runLauncher,  &RandomHour::interrogate,
+        };
+        const Deed deed = deeds[below(deeds.size())];
+        (this->*deed)();
+    }
+
+    void logOnOrOff() {
+        Session& session = here();
+        const DWORD number = console();
+        if (!session.loggedOn && logonScreenUp()) {
+            session.loggedOn = true;
+            session.administrator = chance(3);
+            machine_.sessions.logOn(number, {session.administrator, chance(2)});
+            startShellSoon(number);
+        } else if (session.loggedOn && chance(3)) {
+            session.loggedOn = false;
+            machine_.sessions.logOff(number);
+        }
+    }
+
+    void startShellSoon(DWORD number) {
+        machine_.scheduler.after(below(8 * second), [this, number] {
+            if (sessions_.at(number).loggedOn && machine_.processes.find("explorer.exe", number) == nullptr)
+                machine_.sessions.startShell(number);
+        });
+    }
+
+    void lockOrUnlock() {
+        if (!here().loggedOn)
+            return;
+        if (logonScreenUp())
+            machine_.sessions.hideLogonScreen(console());
+        else
+            machine_.sessions.showLogonScreen(console());
+    }
+
+    void switchUser() {
+        machine_.sessions.hideLogonScreen(console());
+        const DWORD other = console() == 1 ? 2 : 1;
+        if (chance(2)) { // for a moment the console is between sessions
+            machine_.sessions.active = -1;
+            watch(below(2 * second));
+        }
+        machine_.sessions.active = static_cast<std::int32_t>(other);
+        Session& session = sessions_.at(other);
+        if (!session.open)
+            machine_.sessions.open(other);
+        else if (!session.loggedOn || chance(2))
+            machine_.sessions.showLogonScreen(other);
+        session.open = true;
+    }
+
+    void restartShell() {
+        if (!here().loggedOn)
+            return;
+        machine_.sessions.endShell(console());
+        startShellSoon(console());
+    }
+
+    void crash() { machine_.processes.endAll("kovra.exe"); }
+
+    void relaunch() {
+        const char* wishes[] = {"1", "2", "7", "-1", "many", "4294967297"};
+        if (!quit_)
+            machine_.pipes.say(std::string{"relaunchApp useSessionId="} + wishes[below(std::size(wishes))]);
+    }
+
+    void quitOrComeBack() {
+        if (quit_ && machine_.processes.find("kovra.exe") == nullptr) {
+            // By its shortcut: only while the service leaves the start to others, or both might start one.
+            machine_.start(L"-minimized", console());
+            watch(3 * second);
+            machine_.pipes.say("appLaunched");
+        } else if (!quit_ && machine_.processes.find("kovra.exe") != nullptr) {
+            const auto talk = machine_.pipes.say("appExited");
+            watchUntil([&] { return talk->replies > 0; }, replyPatienceMs);
+            machine_.processes.endAll("kovra.exe");
+            // A client that waits for its turn may take the word back.
+            watch(10 * second);
+        }
+    }
+
+    /// Whether the service leaves the application alone is up to the words that have reached it.
+    void followTrace(const std::string& line) {
+        if (line == "appExited => OK")
+            quit_ = true;
+        else if (line == "appLaunched => OK" || line.starts_with("relaunchApp useSessionId="))
+            quit_ = false;
+    }
+
+    void talk() {
+        const char* messages[] = {"test",
+                                  "-test a=b",
+                                  "",
+                                  " exit",
+                                  "EXIT",
+                                  "setMailslotIndex",
+                                  "sessionShutdown",
+                                  "resetShortcuts none",
+                                  "registerContextMenu",
+                                  "unregisterContextMenu",
+                                  "installFfmpegFrom C:\\nowhere"};
+        ClientManner manner;
+        manner.writesAfter = below(300);
+        if (chance(3))
+            manner.readsAfter = below(100);
+        expectAnswer(machine_.pipes.say(messages[below(std::size(messages))], manner));
+    }
+
+    /// A bad client, and a good one behind it. One at a time: each may hold the pipe for some seconds.
+    void misbehave() {
+        if (now() < nextBadClient_)
+            return;
+        nextBadClient_ = now() + 20 * second;
+        ClientManner manner;
+        std::string message = "test";
+        switch (below(7)) {
+        case 0:
+            manner.writesAfter = Scheduler::never;
+            manner.closesAfter = Scheduler::never;
+            break;
+        case 1:
+            manner.writesAfter = below(400);
+            manner.vanishesAfter = below(800);
+            break;
+        case 2:
+            manner.readsAfter = Scheduler::never;
+            break;
+        case 3:
+            manner.readsOn = true;
+            manner.closesAfter = Scheduler::never;
+            break;
+        case 4:
+            message = std::string(100 + below(3000), 'x');
+            break;
+        case 5:
+            message = std::string{"exit\0", 5};
+            break;
+        default:
+            for (char& byte : message)
+                byte = static_cast<char>(below(256));
+        }
+        machine_.pipes.say(message, manner);
+        watch(below(400));
+        expectAnswer(machine_.pipes.say("test"));
+    }
+
+    void runLauncher() {
+        const wchar_t* lines[] = {L"shutdown now",           L"-createShortcuts all",
+                                  L"resetShortcuts current", L"launchService",
+                                  L"registerContextMenu",    L"installFfmpegFrom C:\\nowhere",
+                                  L"uninstallServices"};
+        if (chance(3))
+            machine_.start(lines[below(std::size(lines) - 1)], console());
+    }
+
+    void interrogate() { machine_.services.control("Kovra", SERVICE_CONTROL_INTERROGATE); }
+
+    void expectAnswer(std::shared_ptr<Conversation> talk) { asked_.push_back({now(), std::move(talk)}); }
+
+    void watch(std::uint64_t milliseconds) {
+        watchUntil([] { return false; }, milliseconds);
+    }
+
+    void watchUntil(const std::function<bool()>& condition, std::uint64_t limitMs) {
+        if (failure_.empty())
+            machine_.playUntil(
+                [&] {
+                    lookAround();
+                    return !failure_.empty() || condition();
+                },
+                limitMs);
+    }
+
+    void fail(const std::string& what) {
+        if (failure_.empty())
+            failure_ = "at " + std::to_string(now()) + " ms: " + what;
+    }
+
+    void lookAround() {
+        const simulated::Service* service = machine_.services.find("Kovra");
+        if (service == nullptr || service->state != SERVICE_RUNNING)
+            return fail("the service doesn't run");
+        if (machine_.processes.count("kovra.exe") > 1)
+            return fail("two applications");
+        if (!machine_.misuses.empty())
+            return fail(machine_.misuses.front());
+        if (machine_.registry.openHandles() + static_cast<std::size_t>(machine_.services.openHandles) > 0)
+            return fail("a registry key or a service is left open");
+        const simulated::Process* application = machine_.processes.find("kovra.exe");
+        lasts(hasTooManyRights(application), tooManyRightsSince_, "admin rights on an open desktop");
+        lasts(application == nullptr && isWanted(), missingSince_, "no application");
+        if (std::erase_if(asked_, [](const Asked& asked) { return asked.talk->replies > 0; }) > 0)
+            lastServed_ = now();
+        // Good clients come to their turn one after the other.
+        for (const Asked& asked : asked_) {
+            if (now() - std::max(asked.at, lastServed_) > replyPatienceMs)
+                return fail("a good client that came at " + std::to_string(asked.at) + " has no answer");
+        }
+    }
+
+    /// An ordinary user's session lies open, with its shell, and the application in it has admin rights.
+    [[nodiscard]] bool hasTooManyRights(const simulated::Process* application) const {
+        if (application == nullptr || !application->admin || adminSetting_ || logonScreenUp() ||
+            application->session >= sessions_.size())
+            return false;
+        const Session& session = sessions_.at(application->session);
+        return session.loggedOn && !session.administrator &&
+               machine_.processes.find("explorer.exe", application->session) != nullptr;
+    }
+
+    /// The application should run, and could: the console shows a user's desktop or a logon screen.
+    [[nodiscard]] bool isWanted() const {
+        if (quit_ || machine_.sessions.active < 0)
+            return false;
+        return sessions_.at(console()).loggedOn || logonScreenUp();
+    }
+
+    void lasts(bool wrong, std::uint64_t& since, const char* what) {
+        if (!wrong)
+            since = Scheduler::never;
+        else if (since == Scheduler::never)
+            since = now();
+        else if (now() - since > patienceMs)
+            fail(std::string{what} + " for too long");
+    }
+
+    /// Left alone for a while, everything is in its place.
+    void settle() {
+        watch(minute);
+        const simulated::Process* application = machine_.processes.find("kovra.exe");
+        if (isWanted() && application == nullptr)
+            fail("no application in the end");
+        if (hasTooManyRights(application))
+            fail("admin rights in the end");
+    }
+
+    void stop() {
+        if (!failure_.empty())
+            return;
+        const bool applicationRan = machine_.processes.find("kovra.exe") != nullptr;
+        machine_.services.control("Kovra", SERVICE_CONTROL_STOP);
+        if (!machine_.playUntil([&] { return machine_.processes.find("kovraLauncher.exe") == nullptr; },
+                                second))
+            return fail("the service doesn't stop");
+        if (applicationRan && machine_.processes.find("kovra.exe") == nullptr)
+            fail("the application stopped with the service");
+        if (machine_.handles.count() > 0 || machine_.globalBlocks > 0 ||
+            machine_.registry.openHandles() > 0 || machine_.services.openHandles > 0 ||
+            !machine_.misuses.empty())
+            fail("something is left open or was misused in the end");
+    }
+
+    struct Asked {
+        std::uint64_t at;
+        std::shared_ptr<Conversation> talk;
+    };
+
+    std::mt19937 random_;
+    std::string failure_;
+    std::deque<std::string> last_;
+    bool adminSetting_ = false;
+    bool quit_ = false;
+    std::array<Session, 3> sessions_{Session{}, Session{true}, Session{}};
+    std::vector<Asked> asked_;
+    std::uint64_t lastServed_ = 0;
+    std::uint64_t nextBadClient_ = 0;
+    std::uint64_t tooManyRightsSince_ = Scheduler::never;
+    std::uint64_t missingSince_ = Scheduler::never;
+    InstalledMachine machine_; // the last member: it goes first
+};
+
+TEST(RandomRun, HoursInTheLifeOfTheService) {
+    constexpr int hours = 12;
+    const char* given = std::getenv("KOVRA_SEED");
+    std::random_device device;
+    for (int hour = 0; hour < (given == nullptr ? hours : 1); ++hour) {
+        const auto seed =
+            given == nullptr ? device() : static_cast<std::uint32_t>(std::strtoul(given, nullptr, 10));
+        RandomHour run{seed};
+        const std::string failure = run.play();
+        ASSERT_EQ(failure, "") << "Seed " << seed << "; to see it again:\n  KOVRA_SEED=" << seed << " "
+                               << program_invocation_name
+                               << " --gtest_filter='RandomRun.*'\nThe last of it:\n"
+                               << run.lastHappenings();
+    }
+}
+
+} // namespace
+} // namespace kovra
