@@ -56,7 +56,7 @@ public:
     }
 };
 
-TEST(ControlPipe, AnswersWithinAPassAndThenLetsTheClientGo) {
+TEST(Pipes, AnswersWithinAPassAndThenLetsTheClientGo) {
     PipeMachine machine;
     machine.play(50);
     EXPECT_TRUE(machine.pipes.find("kovraLauncherPipe")->openToEveryone);
@@ -71,7 +71,7 @@ TEST(ControlPipe, AnswersWithinAPassAndThenLetsTheClientGo) {
     EXPECT_EQ(machine.calls("ConnectNamedPipe"), 6U);
 }
 
-TEST(ControlPipe, AnIdlePassCostsTwoCalls) {
+TEST(Pipes, AnIdlePassCostsTwoCalls) {
     PipeMachine machine;
     const char* const others[] = {"WriteFile", "DisconnectNamedPipe", "NtQueryInformationFile", "Sleep",
                                   "CreateNamedPipeA"};
@@ -88,7 +88,7 @@ TEST(ControlPipe, AnIdlePassCostsTwoCalls) {
         EXPECT_EQ(machine.calls(others[index]), before[index]) << others[index];
 }
 
-TEST(ControlPipe, TakesAMessageAsItIsUpToItsHundredBytes) {
+TEST(Pipes, TakesAMessageAsItIsUpToItsHundredBytes) {
     const std::string hundred = "test " + std::string(95, 'x');
 
     struct {
@@ -113,7 +113,7 @@ TEST(ControlPipe, TakesAMessageAsItIsUpToItsHundredBytes) {
     EXPECT_TRUE(machine.serviceRuns()) << "the 0 byte belongs to the word";
 }
 
-TEST(ControlPipe, ASecondClientWaitsForTheFirst) {
+TEST(Pipes, ASecondClientWaitsForTheFirst) {
     PipeMachine machine;
     machine.play(10);
     const auto first = machine.pipes.say("first", {.writesAfter = 1000});
@@ -127,7 +127,7 @@ TEST(ControlPipe, ASecondClientWaitsForTheFirst) {
     EXPECT_EQ(second->reply, "OK");
 }
 
-TEST(ControlPipe, ClientsAreBoundedInTime) {
+TEST(Pipes, ClientsAreBoundedInTime) {
     for (const bool told : {true, false}) {
         PipeMachine machine(told);
         EXPECT_THAT(machine.dropTime("", {.writesAfter = never}), testing::AllOf(Ge(5000U), Le(5400U)));
@@ -150,7 +150,7 @@ TEST(ControlPipe, ClientsAreBoundedInTime) {
     }
 }
 
-TEST(ControlPipe, ADeafClientHoldsAStopForNoMoreThanItsBound) {
+TEST(Pipes, ADeafClientHoldsAStopForNoMoreThanItsBound) {
     PipeMachine machine;
     machine.pipes.say("hello", {.readsAfter = never});
     machine.play(300);
@@ -159,7 +159,7 @@ TEST(ControlPipe, ADeafClientHoldsAStopForNoMoreThanItsBound) {
     EXPECT_LE(machine.scheduler.now() - start, 2000U);
 }
 
-TEST(ControlPipe, AfterAnyBadClientTheNextGoodOneIsServedWithinEightSeconds) {
+TEST(Pipes, AfterAnyBadClientTheNextGoodOneIsServedWithinEightSeconds) {
     const ClientManner manners[] = {{.writesAfter = never},
                                     {.writesAfter = never, .vanishesAfter = 0},
                                     {.writesAfter = never, .vanishesAfter = 4990},
@@ -183,7 +183,7 @@ TEST(ControlPipe, AfterAnyBadClientTheNextGoodOneIsServedWithinEightSeconds) {
     }
 }
 
-TEST(ControlPipe, AThousandCommandsInARowAreEachAnsweredOnce) {
+TEST(Pipes, AThousandCommandsInARowAreEachAnsweredOnce) {
     PipeMachine machine;
     machine.keepHappenings = false;
     std::vector<std::string> sent;
@@ -198,7 +198,7 @@ TEST(ControlPipe, AThousandCommandsInARowAreEachAnsweredOnce) {
     EXPECT_LE(machine.scheduler.now(), 1000U * 410);
 }
 
-TEST(ControlPipe, WithoutAPipeTheServiceRunsOn) {
+TEST(Pipes, WithoutAPipeTheServiceRunsOn) {
     ServiceMachine machine;
     machine.fail("CreateNamedPipeA", ERROR_ACCESS_DENIED);
     machine.startWithUser();

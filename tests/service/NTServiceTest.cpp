@@ -108,6 +108,17 @@ TEST(NTService, AnyOtherControlReportsTheStateAgain) {
     EXPECT_TRUE(machine.serviceRuns());
 }
 
+TEST(NTService, ACommandReachesTheWatchdogInTheNextPass) {
+    ServiceMachine machine;
+    machine.startWithUser();
+    machine.pipes.say("appExited");
+    machine.play(2900);
+    machine.pipes.say("appLaunched"); // read in a pass of the start decision, behind it
+    machine.play(5000);
+    ASSERT_EQ(machine.starts.size(), 1U);
+    EXPECT_EQ(machine.starts[0].at, 4000U);
+}
+
 TEST(NTService, TheExitCommandIsAnsweredInTheLastPass) {
     ServiceMachine machine;
     machine.startService();

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -106,6 +107,8 @@ public:
 
     /// Blocks of GlobalAlloc that are not freed.
     int globalBlocks = 0;
+    /// Their memory, which a process that ends without freeing it leaves to the machine.
+    std::map<const void*, std::unique_ptr<char[]>> globalMemory;
 
     /// Calls that a careful program does not make: an unknown handle closed, a record of the wrong size ...
     std::vector<std::string> misuses;

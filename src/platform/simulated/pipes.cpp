@@ -216,15 +216,21 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T size) {
     if (call.fails() || flags != GMEM_ZEROINIT)
         return nullptr;
     ++machine().globalBlocks;
-    return new char[size]{};
+    auto memory = std::make_unique<char[]>(size);
+    char* const block = memory.get();
+    machine().globalMemory.emplace(block, std::move(memory));
+    return block;
 }
 
 HGLOBAL GlobalFree(HGLOBAL memory) {
     const Call<"GlobalFree"> call;
     if (memory == nullptr)
         return nullptr;
+    if (machine().globalMemory.erase(memory) == 0) {
+        machine().misuses.emplace_back("GlobalFree of unknown memory");
+        return memory;
+    }
     --machine().globalBlocks;
-    delete[] static_cast<char*>(memory);
     return nullptr;
 }
 
