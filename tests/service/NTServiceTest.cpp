@@ -183,7 +183,7 @@ TEST(NTService, ASecondInstanceAndAnOldWindowsAreRefusedInSilence) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(NTService, ADayWithOneLogonPlaysInUnderTwoSeconds) {
+TEST(Performance, ADayOfTheServiceWithOneLogonPlaysInUnderTwoSeconds) {
     ServiceMachine machine;
     machine.keepHappenings = false;
     machine.letApplicationReport();
