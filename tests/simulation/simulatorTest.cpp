@@ -41,9 +41,8 @@ Played simulate(const std::vector<std::string>& arguments) {
 
 /// A scenario file of its own for the running test, so that tests may run side by side.
 std::string fileWith(const std::string& text, const std::string& suffix = "") {
-    const std::string path = testing::TempDir() +
-                             testing::UnitTest::GetInstance()->current_test_info()->name() + suffix +
-                             ".scenario";
+    std::string path = testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() +
+                       suffix + ".scenario";
     std::ofstream{path, std::ios::binary} << text;
     return path;
 }
