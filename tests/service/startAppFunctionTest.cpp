@@ -117,6 +117,8 @@ TEST(StartByService, TheAnswerTellsTheSessionAndTheRights) {
             machine.sessions.open(static_cast<DWORD>(row.session));
         if (row.whoIsThere == user)
             machine.openWithUser(static_cast<DWORD>(row.session));
+        else
+            machine.processes.start("winlogon.exe", static_cast<DWORD>(row.session));
         insideService(machine, [&] {
             appRunState->forcedSessionId = row.session;
             startApplication(L"");

@@ -1,6 +1,7 @@
 #include "platform/simulated/machine.h"
 
 #include <algorithm>
+#include <cassert>
 
 #if defined(__SANITIZE_THREAD__)
 extern "C" {
@@ -103,6 +104,7 @@ bool begin(std::size_t function) {
 }
 
 Machine::Machine() : calls_(functionNames().size()), failures_(functionNames().size()) {
+    assert(theMachine == nullptr && "one machine at a time");
     theMachine = this;
 }
 

@@ -24,10 +24,11 @@
 
 namespace kovra::simulated {
 
-/// What the machine tells GetVersionExA.
+/// What the machine tells GetVersionExA: 6.2 is what Windows 8 and all later ones tell a program whose manifest
+/// names none of them.
 struct WindowsVersion {
-    DWORD major = 10;
-    DWORD minor = 0;
+    DWORD major = 6;
+    DWORD minor = 2;
     DWORD platformId = VER_PLATFORM_WIN32_NT;
 };
 

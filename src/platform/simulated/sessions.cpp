@@ -4,6 +4,7 @@
 #include "platform/sess.h"
 #include "platform/simulated/machine.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace kovra::simulated {
@@ -64,13 +65,20 @@ void Sessions::close(DWORD session) {
     endIn(machine_.processes, "winlogon.exe", session);
 }
 
+bool Sessions::exists(DWORD session) const {
+    const std::vector<const Process*> processes = machine_.processes.list();
+    return session == 0 || std::any_of(processes.begin(), processes.end(), [session](const Process* process) {
+               return process->session == session;
+           });
+}
+
 std::int32_t Sessions::launch(const char* path, const char* arguments, std::int32_t session,
                               bool normalPrivileges) {
     if (session < 0)
         return sess::nothingStarted;
     const auto number = static_cast<DWORD>(session);
     sess::SessionFacts facts;
-    facts.user = sess::SessionUser::Nobody;
+    facts.user = exists(number) ? sess::SessionUser::Nobody : sess::SessionUser::Unknown;
     if (const auto user = loggedOn.find(number); user != loggedOn.end()) {
         if (!user->second.administrator)
             facts.user = sess::SessionUser::Ordinary;

@@ -36,6 +36,9 @@ public:
     /// Takes the session away with all that runs in it.
     void close(DWORD session);
 
+    /// The services' session is always there, any other one while a process runs in it.
+    [[nodiscard]] bool exists(DWORD session) const;
+
     /// Starts a program as sess.dll does; gives what that library gives.
     std::int32_t launch(const char* path, const char* arguments, std::int32_t session, bool normalPrivileges);
 
