@@ -18,12 +18,11 @@ void setLastError(DWORD error);
 /// A spell of the calling thread inside the machine. The machine runs one thread at a time, in an order of
 /// its own, which the launcher's threads know nothing of; so that thread sanitizer judges the launcher by
 /// Windows' rules alone, it neither looks at the machine's own memory nor takes the machine's hand-over of
-/// the turn for synchronisation. What does synchronise on Windows is told by `releaseTo` and `acquireFrom`,
-/// outside of a spell.
+/// the turn for synchronisation. What does synchronise on Windows is told by `releaseTo` and `acquireFrom`.
 class MachineCode {
 public:
     MachineCode();
-    ~MachineCode();
+    ~MachineCode(); // NOLINT(performance-trivially-destructible): not under thread sanitizer
     MachineCode(const MachineCode&) = delete;
     MachineCode& operator=(const MachineCode&) = delete;
 };

@@ -30,7 +30,7 @@ wchar_t upperCase(wchar_t character) {
     if (character >= 0 && character < 0x80)
         return character >= L'a' && character <= L'z' ? character - (L'a' - L'A') : character;
     static const std::array<wchar_t, 0x10000> table = makeTable();
-    const auto unit = static_cast<std::uint32_t>(character);
+    const auto unit = static_cast<char32_t>(character);
     return unit < table.size() ? table[unit] : character;
 }
 

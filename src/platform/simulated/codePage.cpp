@@ -175,7 +175,7 @@ private:
     void add(WORD code, wchar_t unit, const Converter& fromUnits);
 
     [[nodiscard]] WORD codeOf(wchar_t unit) const {
-        const auto index = static_cast<std::uint32_t>(unit);
+        const auto index = static_cast<char32_t>(unit);
         return index < unitCount ? codes_[index] : WORD{0};
     }
 

@@ -24,8 +24,8 @@
 
 namespace kovra::simulated {
 
-/// What the machine tells GetVersionExA: 6.2 is what Windows 8 and all later ones tell a program whose manifest
-/// names none of them.
+/// What the machine tells GetVersionExA: 6.2 is what Windows 8 and all later ones tell a program whose
+/// manifest names none of them.
 struct WindowsVersion {
     DWORD major = 6;
     DWORD minor = 2;

@@ -72,7 +72,7 @@ bool ServiceManager::start(std::string_view name) {
     return service->processId != 0;
 }
 
-bool ServiceManager::control(std::string_view name, DWORD code) {
+bool ServiceManager::control(std::string_view name, DWORD code) const {
     Service* service = find(name);
     if (service == nullptr || service->processId == 0 || service->reports.empty())
         return false;

@@ -52,7 +52,7 @@ public:
     /// Starts the service's process; no when it is unknown, marked for deletion or running.
     bool start(std::string_view name);
     /// Sends a control; no when the service doesn't run or doesn't take it.
-    bool control(std::string_view name, DWORD code);
+    bool control(std::string_view name, DWORD code) const;
     /// Starts what starts by itself.
     void boot();
 
