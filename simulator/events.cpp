@@ -203,7 +203,7 @@ constexpr Event events[] = {
     {"setting NAME = TEXT", addSetting},
     {"library missing|found",
      [](World& world, const Arguments& arguments) {
-         sessions(world).libraryMissing = arguments.has("missing");
+         sessions(world).withoutLibrary = arguments.has("missing");
      }},
     {"trace on|off",
      [](World& world, const Arguments& arguments) {

@@ -107,12 +107,12 @@ using namespace simulated;
 std::int32_t getActiveConsoleSessionId() {
     const Call<"getActiveConsoleSessionId"> call;
     const Sessions& sessions = machine().sessions;
-    return call.fails() || sessions.libraryMissing ? -1 : sessions.active;
+    return call.fails() || sessions.withoutLibrary ? -1 : sessions.active;
 }
 
 std::int32_t isExplorerInSession(std::int32_t sessionId) {
     const Call<"isExplorerInSession"> call;
-    if (call.fails() || machine().sessions.libraryMissing || sessionId < 0)
+    if (call.fails() || machine().sessions.withoutLibrary || sessionId < 0)
         return 0;
     const Process* explorer = machine().processes.find("explorer.exe", static_cast<DWORD>(sessionId));
     return explorer == nullptr ? 0 : 1;
@@ -124,7 +124,7 @@ std::int32_t launchApplicationInSession(const char* applicationPath, const char*
     Machine& here = machine();
     here.tell(Side::launcher, std::string{"asks for a start in session "} + std::to_string(sessionId) +
                                   (normalPrivileges ? " with normal rights" : " with admin rights"));
-    if (call.fails() || here.sessions.libraryMissing)
+    if (call.fails() || here.sessions.withoutLibrary)
         return sess::nothingStarted;
     return here.sessions.launch(applicationPath, arguments, sessionId, normalPrivileges);
 }

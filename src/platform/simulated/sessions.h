@@ -22,7 +22,7 @@ public:
 
     std::int32_t active = 1;        ///< session at the console, -1 while there is none
     std::map<DWORD, User> loggedOn; ///< by session
-    bool libraryMissing = false;    ///< sess.dll can't be loaded
+    bool withoutLibrary = false;    ///< sess.dll can't be loaded
 
     /// The road of a session, in processes: winlogon.exe and logonui.exe, then the shell.
     void open(DWORD session);
