@@ -177,7 +177,8 @@ constexpr Event events[] = {
     {"process NAME starts [in SESSION] [as admin]",
      [](World& world, const Arguments& arguments) {
          world.machine.processes.start(arguments.text("NAME"), world.sessionIn(arguments),
-                                       arguments.has("as"));
+                                       arguments.has("as") ? simulated::Account::administrator
+                                                           : simulated::Account::user);
      }},
     {"process NAME ends [in SESSION]",
      [](World& world, const Arguments& arguments) {

@@ -28,7 +28,7 @@ Verdict isThere(const Arguments& arguments, bool there) {
 
 std::string describe(const Process& process) {
     return process.name + " in session " + std::to_string(process.session) + " as " +
-           (process.admin ? "admin" : "user") + " with " + quoted(process.arguments);
+           (process.hasAdminRights() ? "admin" : "user") + " with " + quoted(process.arguments);
 }
 
 /// The processes of the name, in the session and with the rights that the line may give.
@@ -40,7 +40,8 @@ std::vector<const Process*> matching(const World& world, std::string_view name, 
             continue;
         seen += (seen.empty() ? "" : ", ") + describe(*process);
         const bool inSession = !arguments.has("in") || process->session == world.sessionIn(arguments);
-        const bool withRights = !arguments.has("as") || process->admin == (arguments.text("as") == "admin");
+        const bool withRights =
+            !arguments.has("as") || process->hasAdminRights() == (arguments.text("as") == "admin");
         const bool withArguments = !arguments.has("with") || process->arguments == arguments.text("with");
         if (inSession && withRights && withArguments)
             found.push_back(process);

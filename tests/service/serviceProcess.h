@@ -43,7 +43,7 @@ public:
 
     ServiceMachine() {
         processes.onStart["kovra.exe"] = [this](simulated::Process& process) {
-            starts.push_back({scheduler.now(), process.session, process.admin, process.arguments});
+            starts.push_back({scheduler.now(), process.session, process.hasAdminRights(), process.arguments});
             if (application)
                 application(process);
         };

@@ -59,7 +59,7 @@ TEST(StartByService, SettingVersionAndLogonScreenDecideTheRights) {
         EXPECT_THAT(requests(machine), ElementsAre(std::string{"asks for a start in session 1 with "} +
                                                    (row.asksForAdmin ? "admin" : "normal") + " rights"));
         EXPECT_TRUE(machine.traced(std::string{"Launched in session id="} +
-                                   (machine.processes.find("kovra.exe")->admin ? "1001" : "1") +
+                                   (machine.processes.find("kovra.exe")->hasAdminRights() ? "1001" : "1") +
                                    " launchWithAdminRights was = " + (row.asksForAdmin ? "1" : "0")));
         // The dump takes one; the logon screen is looked for where nothing else asks for the rights.
         EXPECT_EQ(machine.calls("CreateToolhelp32Snapshot"), row.adminRequested == 1 ? 1U : 2U);

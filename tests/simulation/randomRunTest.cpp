@@ -309,7 +309,7 @@ private:
 
     /// An ordinary user's session lies open, with its shell, and the application in it has admin rights.
     [[nodiscard]] bool hasTooManyRights(const simulated::Process* application) const {
-        if (application == nullptr || !application->admin || adminSetting_ || logonScreenUp() ||
+        if (application == nullptr || !application->hasAdminRights() || adminSetting_ || logonScreenUp() ||
             application->session >= sessions_.size())
             return false;
         const Session& session = sessions_.at(application->session);

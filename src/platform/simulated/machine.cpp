@@ -156,7 +156,8 @@ void Machine::heal(std::string_view function) {
 
 DWORD Machine::start(const std::wstring& commandLine, DWORD session) {
     const MachineCode machineCode;
-    return processes.launch(codePage.toAnsi(launcherPath), codePage.toAnsi(commandLine), session, false);
+    return processes.launch(codePage.toAnsi(launcherPath), codePage.toAnsi(commandLine), session,
+                            Account::user);
 }
 
 bool Machine::run(const std::wstring& commandLine, std::uint64_t limitMs) {
@@ -166,7 +167,7 @@ bool Machine::run(const std::wstring& commandLine, std::uint64_t limitMs) {
 
 void Machine::inside(const std::function<void()>& body) {
     const MachineCode machineCode;
-    const Process& process = processes.startLauncher("", 1, nullptr, body);
+    const Process& process = processes.startLauncher("", 1, Account::user, nullptr, body);
     scheduler.blockUntil(scheduler.now() + 3'600'000, [&] { return process.ended; });
     processes.reap();
 }

@@ -51,17 +51,17 @@ Processes::~Processes() {
     reap();
 }
 
-Process& Processes::add(const std::string& name, DWORD session, bool admin) {
+Process& Processes::add(const std::string& name, DWORD session, Account account) {
     Process& process = *running_.emplace_back(std::make_unique<Process>());
     process.id = nextId_ += 4;
     process.name = name;
     process.session = session;
-    process.admin = admin;
+    process.account = account;
     return process;
 }
 
-DWORD Processes::start(const std::string& name, DWORD session, bool admin) {
-    Process& process = add(name, session, admin);
+DWORD Processes::start(const std::string& name, DWORD session, Account account) {
+    Process& process = add(name, session, account);
     const DWORD id = process.id;
     machine_.tell(Side::machine, name + " starts in session " + std::to_string(session));
     if (const auto behaviour = onStart.find(lowerCase(name)); behaviour != onStart.end())
@@ -69,31 +69,31 @@ DWORD Processes::start(const std::string& name, DWORD session, bool admin) {
     return id;
 }
 
-DWORD Processes::launch(const std::string& path, const std::string& arguments, DWORD session, bool admin,
+DWORD Processes::launch(const std::string& path, const std::string& arguments, DWORD session, Account account,
                         Service* service) {
     const std::wstring widePath = machine_.codePage.toWide(path);
     if (!machine_.files.fileExists(widePath))
         return 0;
     if (sameName(path, machine_.codePage.toAnsi(machine_.launcherPath))) {
         const std::wstring line = machine_.codePage.toWide(arguments);
-        return startLauncher(arguments, session, service, [line] { kovra::main(line); }).id;
+        return startLauncher(arguments, session, account, service, [line] { kovra::main(line); }).id;
     }
-    Process& process = add(path.substr(path.rfind('\\') + 1), session, admin);
+    Process& process = add(path.substr(path.rfind('\\') + 1), session, account);
     const DWORD id = process.id;
     process.path = path;
     process.arguments = arguments;
     machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) +
                                      " starts in session " + std::to_string(session) +
-                                     (admin ? " with admin rights" : ""));
+                                     (process.hasAdminRights() ? " with admin rights" : ""));
     if (const auto behaviour = onStart.find(lowerCase(process.name)); behaviour != onStart.end())
         behaviour->second(process);
     return id;
 }
 
-Process& Processes::startLauncher(const std::string& arguments, DWORD session, Service* service,
-                                  std::function<void()> body) {
+Process& Processes::startLauncher(const std::string& arguments, DWORD session, Account account,
+                                  Service* service, std::function<void()> body) {
     const std::string path = machine_.codePage.toAnsi(machine_.launcherPath);
-    Process& process = add(path.substr(path.rfind('\\') + 1), session, service != nullptr);
+    Process& process = add(path.substr(path.rfind('\\') + 1), session, account);
     process.path = path;
     process.arguments = arguments;
     process.service = service;

@@ -2,6 +2,7 @@
 
 #include "platform/simulated/scheduler.h"
 
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <map>
@@ -15,6 +16,13 @@ namespace kovra::simulated {
 class Machine;
 struct Service;
 
+/// Whose rights a process runs with.
+enum class Account : std::uint8_t {
+    user,          ///< somebody who is logged on, with normal rights
+    administrator, ///< somebody who is logged on, with the elevated half of the token
+    localSystem,
+};
+
 /// A process of the machine: a plain entry of the process list or, with threads and module values, a
 /// launcher.
 class Process {
@@ -22,13 +30,15 @@ public:
     DWORD id = 0;
     std::string name; ///< as the process list shows it; ANSI, usually a bare file name
     DWORD session = 0;
-    bool admin = false;         ///< runs with admin rights
+    Account account = Account::user;
     bool unkillable = false;    ///< the launcher may not open it
     std::string path;           ///< of its executable, where it was started by path
     std::string arguments;      ///< behind the program name
     Service* service = nullptr; ///< the service that it was started for, if any
     bool ended = false;
     std::vector<void*> values; ///< a launcher's module-level values, by slot
+
+    [[nodiscard]] bool hasAdminRights() const { return account != Account::user; }
 };
 
 /// The process list, and the launcher processes in it.
@@ -41,13 +51,13 @@ public:
     Processes& operator=(const Processes&) = delete;
 
     /// Puts a process into the list, at its end, and calls what `onStart` holds for it. Gives its id.
-    DWORD start(const std::string& name, DWORD session, bool admin = false);
+    DWORD start(const std::string& name, DWORD session, Account account = Account::user);
     /// Starts an executable by its path: a launcher process where the file is the machine's launcher, else a
     /// plain process. Gives its id, 0 when there is no such file.
-    DWORD launch(const std::string& path, const std::string& arguments, DWORD session, bool admin,
+    DWORD launch(const std::string& path, const std::string& arguments, DWORD session, Account account,
                  Service* service = nullptr);
     /// Starts a launcher process that runs the body on its main thread.
-    Process& startLauncher(const std::string& arguments, DWORD session, Service* service,
+    Process& startLauncher(const std::string& arguments, DWORD session, Account account, Service* service,
                            std::function<void()> body);
     /// Takes the process off the list; a launcher's threads end where they stand.
     void end(DWORD id);
@@ -73,7 +83,7 @@ public:
     void reap();
 
 private:
-    Process& add(const std::string& name, DWORD session, bool admin);
+    Process& add(const std::string& name, DWORD session, Account account);
 
     Machine& machine_;
     DWORD nextId_ = 4;

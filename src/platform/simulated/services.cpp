@@ -68,7 +68,8 @@ bool ServiceManager::start(std::string_view name) {
     service->reports.clear();
     service->controls_.clear();
     service->handler_ = nullptr;
-    service->processId = machine_.processes.launch(image.substr(1, closing - 1), arguments, 0, true, service);
+    service->processId =
+        machine_.processes.launch(image.substr(1, closing - 1), arguments, 0, Account::localSystem, service);
     return service->processId != 0;
 }
 

@@ -19,7 +19,7 @@ void endIn(Processes& processes, const char* name, DWORD session) {
 } // namespace
 
 void Sessions::open(DWORD session) {
-    machine_.processes.start("winlogon.exe", session);
+    machine_.processes.start("winlogon.exe", session, Account::localSystem);
     showLogonScreen(session);
 }
 
@@ -30,7 +30,7 @@ void Sessions::logOn(DWORD session, User user) {
 
 void Sessions::showLogonScreen(DWORD session) {
     if (machine_.processes.find("logonui.exe", session) == nullptr)
-        machine_.processes.start("LogonUI.exe", session);
+        machine_.processes.start("LogonUI.exe", session, Account::localSystem);
 }
 
 void Sessions::hideLogonScreen(DWORD session) {
@@ -89,11 +89,13 @@ std::int32_t Sessions::launch(const char* path, const char* arguments, std::int3
     }
     facts.logonScreenUp = machine_.processes.find("logonui.exe", number) != nullptr;
     const sess::StartRights rights = sess::rightsFor(normalPrivileges, facts);
-    const bool admin =
-        rights.token == sess::StartToken::Service || rights.token == sess::StartToken::UserElevated ||
-        (rights.token == sess::StartToken::User && facts.user == sess::SessionUser::ElevatedAdmin);
+    Account account = Account::user;
+    if (rights.token == sess::StartToken::Service)
+        account = Account::localSystem;
+    else if (rights.token == sess::StartToken::UserElevated || facts.user == sess::SessionUser::ElevatedAdmin)
+        account = Account::administrator;
     if (rights.token == sess::StartToken::None ||
-        machine_.processes.launch(path, arguments, number, admin) == 0)
+        machine_.processes.launch(path, arguments, number, account) == 0)
         return sess::nothingStarted;
     return sess::answerFor(session, rights);
 }

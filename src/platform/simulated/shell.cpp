@@ -30,7 +30,7 @@ Shell::Shell(Machine& machine) : machine_(machine) {
     };
 }
 
-void Shell::execute(const ShellCall& call, DWORD session) {
+void Shell::execute(const ShellCall& call, DWORD session, Account account) {
     machine_.tell(Side::launcher,
                   "runs " + call.file + (call.parameters.empty() ? "" : " " + call.parameters));
     const std::string program = lowerCase(call.file);
@@ -49,7 +49,7 @@ void Shell::execute(const ShellCall& call, DWORD session) {
         machine_.registry.import(call.parameters.starts_with("/u ") ? extensionGoes : extensionComes,
                                  machine_.codePage);
     } else {
-        machine_.processes.launch(call.directory + "\\" + call.file, call.parameters, session, false);
+        machine_.processes.launch(call.directory + "\\" + call.file, call.parameters, session, account);
     }
 }
 
@@ -70,7 +70,7 @@ ConsoleRun Shell::runTaskScheduler(const std::string& commandLine) {
         std::string program = action->second.substr(2, closing - 2);
         program.erase(program.find_last_not_of(' ') + 1);
         machine_.processes.launch(program, action->second.substr(closing + 2),
-                                  static_cast<DWORD>(machine_.sessions.active), false);
+                                  static_cast<DWORD>(machine_.sessions.active), Account::user);
     } else {
         return {{{100, "ERROR: The system cannot find the file specified.\r\n"}}, 10};
     }
@@ -90,10 +90,10 @@ HINSTANCE ShellExecuteA(HWND, LPCSTR operation, LPCSTR file, LPCSTR parameters, 
     const ShellCall shellCall{operation, file, parameters == nullptr ? "" : parameters,
                               directory == nullptr ? "" : directory, show};
     here.shell.executed.push_back(shellCall);
-    here.scheduler.after(here.shell.childDelayMs,
-                         [&here, shellCall, session = currentThread()->process()->session] {
-                             here.shell.execute(shellCall, session);
-                         });
+    here.scheduler.after(
+        here.shell.childDelayMs,
+        [&here, shellCall, session = currentThread()->process()->session,
+         account = currentThread()->process()->account] { here.shell.execute(shellCall, session, account); });
     return result(33);
 }
 

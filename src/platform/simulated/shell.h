@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/simulated/processes.h"
 #include "platform/simulated/specialFolders.h"
-#include "platform/simulated/win32.h"
 
 #include <cstdint>
 #include <functional>
@@ -52,7 +52,7 @@ public:
     /// When somebody closes a message box; empty: nobody is there.
     std::optional<std::uint64_t> messageBoxClosesAfter = 1000;
 
-    void execute(const ShellCall& call, DWORD session);
+    void execute(const ShellCall& call, DWORD session, Account account);
 
 private:
     ConsoleRun runTaskScheduler(const std::string& commandLine);
