@@ -57,15 +57,19 @@ std::string valueOf(const std::string& key) {
     return classesRootValue(key).value_or("[none]");
 }
 
+/// Waits for the registry tool, which the launcher starts and leaves to itself. Only behind its end
+/// everything is in the registry, and nothing comes into it any more.
+bool waitForRegistryTool() {
+    return waitFor(helperMs, [] { return !isRunning("regedit.exe"); });
+}
+
 bool waitForValue(const std::string& key, const std::string& value) {
-    return waitFor(helperMs, [&] { return valueOf(key) == value; });
+    return waitForRegistryTool() && valueOf(key) == value;
 }
 
 bool waitForNoMenu() {
-    return waitFor(helperMs, [] {
-        return !classesRootValue(menuKey) && !classesRootValue("*\\Shell\\KOVRA.share") &&
-               !classesRootValue("Directory\\Shell\\KOVRA.send");
-    });
+    return waitForRegistryTool() && !classesRootValue(menuKey) &&
+           !classesRootValue("*\\Shell\\KOVRA.share") && !classesRootValue("Directory\\Shell\\KOVRA.send");
 }
 
 const std::string contextMenuTemplate =

@@ -15,6 +15,11 @@ std::string traceSince(std::size_t mark) {
     return trace().substr(mark);
 }
 
+/// Waits for a text in the trace: some lines are written behind what they tell of.
+bool waitForTrace(std::size_t mark, const std::string& text) {
+    return waitFor(2000, [mark, &text] { return contains(traceSince(mark), text); });
+}
+
 /// Whether the service is up, so that it can be checked further.
 bool checkInstallAndFirstStart() {
     makeFolder("C:\\P1");
@@ -34,7 +39,7 @@ bool checkInstallAndFirstStart() {
           "the first start comes about 2 seconds on", std::to_string(delay) + " ms");
     checkEqual(start.commandLine, '"' + application + "\" -service", "the first start's command line");
     checkEqual(start.folder, exeFolder, "the application's working folder is its own");
-    check(contains(trace(), "with admin rights"), "at the logon screen it has admin rights");
+    check(waitForTrace(0, "with admin rights"), "at the logon screen it has admin rights");
     check(contains(trace(), " launchWithAdminRights was = 1"),
           "at the logon screen admin rights are asked for");
     return true;
@@ -48,10 +53,10 @@ void checkLogon(Process& logonScreen) {
     const ApplicationStart start = waitForStart(2, 12'000);
     checkEqual(start.commandLine, '"' + application + "\" -service",
                "after appLaunched a start resumes nothing");
-    const std::string lines = traceSince(mark);
-    check(contains(lines, "relaunch to lower privileges"), "the logon screen gone, the rights are lowered");
-    check(contains(lines, "with args: -servicewith normal privileges"),
-          "the application has normal rights then", lines);
+    check(contains(traceSince(mark), "relaunch to lower privileges"),
+          "the logon screen gone, the rights are lowered");
+    check(waitForTrace(mark, "with args: -servicewith normal privileges"),
+          "the application has normal rights then", traceSince(mark));
     check(waitFor(2000, [mails] { return applicationMails().size() > mails; }) &&
               applicationMails().back() == removeTrayIcon,
           "the kill is announced on the mailslot, with the closing 0");
