@@ -43,7 +43,8 @@ public:
         world_.machine.play(0);
         look(atTheEnd);
         for (const Line* line : waiting_)
-            fail(*line, "it never came to that");
+            tell(*line, "it never came to that");
+        outcome_.neverCame = static_cast<int>(waiting_.size());
         outcome_.playedMs = now();
         return outcome_;
     }
@@ -75,14 +76,16 @@ private:
                 return verdict.holds != line.negated;
             },
             line.withinMs);
-        if (verdict.holds == line.negated)
-            fail(line, verdict.seen);
-        else if (line.number != 0)
+        if (verdict.holds == line.negated) {
+            ++outcome_.failures;
+            tell(line, verdict.seen);
+        } else if (line.number != 0) {
             printer_.scenarioLine(now(), '=', shortened(line));
+        }
     }
 
-    void fail(const Line& line, const std::string& seen) {
-        ++outcome_.failures;
+    /// Tells of a line that failed.
+    void tell(const Line& line, const std::string& seen) {
         printer_.scenarioLine(now(), '!', line.text);
         const std::string place = line.number == 0 ? "at the end" : std::to_string(line.number);
         std::fprintf(err_, "%s:%s: at %s: %s\n    seen: %s\n", scenario_.file.c_str(), place.c_str(),

@@ -10,6 +10,7 @@ namespace kovra::simulation {
 struct Outcome {
     int expectations = 0;
     int failures = 0;
+    int neverCame = 0; ///< events whose trace line wasn't written
     std::uint64_t playedMs = 0;
 };
 

@@ -62,10 +62,12 @@ int runSimulator(const std::vector<std::string>& arguments, std::FILE* out, std:
     for (const Scenario& scenario : scenarios) {
         Printer printer{out, quiet};
         const Outcome outcome = play(scenario, printer, err);
-        std::fprintf(out, "%s%s: %d of %d expectations hold, %s played\n", quiet ? "" : "\n",
+        const std::string neverCame =
+            outcome.neverCame > 0 ? ", events that never came: " + std::to_string(outcome.neverCame) : "";
+        std::fprintf(out, "%s%s: %d of %d expectations hold%s, %s played\n", quiet ? "" : "\n",
                      scenario.file.c_str(), outcome.expectations - outcome.failures, outcome.expectations,
-                     formatTime(outcome.playedMs).c_str());
-        if (outcome.failures > 0)
+                     neverCame.c_str(), formatTime(outcome.playedMs).c_str());
+        if (outcome.failures + outcome.neverCame > 0)
             code = failed;
     }
     return code;

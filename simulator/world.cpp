@@ -4,6 +4,8 @@
 #include "simulator/windowsVersions.h"
 
 #include <algorithm>
+#include <cwchar>
+#include <iterator>
 
 namespace kovra::simulation {
 
@@ -85,6 +87,20 @@ std::string World::bytesOf(std::string_view text) const {
 
 std::string World::fromBytes(std::string_view bytes) const {
     return toUtf8(machine.codePage.toWide(bytes));
+}
+
+std::string World::escapedFromBytes(std::string_view bytes) const {
+    std::wstring text;
+    for (const wchar_t character : machine.codePage.toWide(bytes)) {
+        if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
+            wchar_t escape[5];
+            std::swprintf(escape, std::size(escape), L"\\x%02X", static_cast<unsigned>(character));
+            text += escape;
+        } else {
+            text += character;
+        }
+    }
+    return toUtf8(text);
 }
 
 std::string World::contentOf(const std::vector<std::string>& lines) const {

@@ -54,6 +54,8 @@ struct World {
     /// The text as the machine's programs would write it, `\0` and `\xHH` being single bytes.
     [[nodiscard]] std::string bytesOf(std::string_view text) const;
     [[nodiscard]] std::string fromBytes(std::string_view bytes) const;
+    /// The same with `\xHH` for control characters: a text that `bytesOf` understands.
+    [[nodiscard]] std::string escapedFromBytes(std::string_view bytes) const;
     /// The lines as a file's content.
     [[nodiscard]] std::string contentOf(const std::vector<std::string>& lines) const;
 };

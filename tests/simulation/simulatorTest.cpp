@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace kovra::simulation {
 namespace {
 
@@ -39,10 +41,18 @@ Played simulate(const std::vector<std::string>& arguments) {
     return {code, contentOf(out), contentOf(err)};
 }
 
-/// A scenario file of its own for the running test, so that tests may run side by side.
+/// A folder of this process's own: several may run the same test at the same time.
+struct OwnFolder {
+    OwnFolder() { std::filesystem::create_directory(path); }
+
+    ~OwnFolder() { std::filesystem::remove_all(path); }
+
+    const std::filesystem::path path = testing::TempDir() + "simulatorTest" + std::to_string(getpid());
+};
+
 std::string fileWith(const std::string& text, const std::string& suffix = "") {
-    std::string path = testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() +
-                       suffix + ".scenario";
+    static const OwnFolder folder;
+    std::string path = folder.path / ("test" + suffix + ".scenario");
     std::ofstream{path, std::ios::binary} << text;
     return path;
 }
@@ -143,8 +153,9 @@ struct FailingLine {
 };
 
 TEST(Simulator, ShowsWhatWasSeenInsteadOfWhatWasExpected) {
-    const std::string beginning = "service installed\nregistry HKCR\\a holds one\nfile C:\\b holds two\n"
-                                  "0 machine boots\n10 shell up\n";
+    const std::string beginning =
+        "service installed\nregistry HKCR\\a holds one\nfile C:\\b holds zwölf\\0\\x81\n"
+        "0 machine boots\n10 shell up\n";
     const FailingLine lines[] = {
         {"application gone", "Kovra.exe in session 1 as admin with \"-service\""},
         {"application runs as user", "Kovra.exe in session 1 as admin with \"-service\""},
@@ -154,13 +165,15 @@ TEST(Simulator, ShowsWhatWasSeenInsteadOfWhatWasExpected) {
         {"process winlogon.exe runs times 2", "winlogon.exe in session 1"},
         {"traced Kill kovra", "0 times; at last:"},
         {"not traced once Starting service...", "1 times; at last:"},
+        {"traced once min launch time not reached", "3 times; at last:"},
+        {"shown once min launch time not reached", "3 times; at last:"},
         {"traced\n| Starting service...\n| Start KovraLauncher with command line -service",
          "no \"Start KovraLauncher with command line -service\" in:"},
         {"shown 2 times service is running", "1 times"},
         {"client bob answered", "no client of that name"},
         {"client application unanswered", "1 times answered, at last \"OK\" at 3.400"},
         {"service stopped within 2", "running"},
-        {"file C:\\b holds three", "\"two\""},
+        {"file C:\\b holds three", "\"zwölf\\x00\\x81\""},
         {"file C:\\b gone", "it is there"},
         {"folder C:\\Kovra lists bin", "\"bin data shared www\""},
         {"shortcut C:\\b target C:\\c", "no shortcut"},
@@ -185,6 +198,7 @@ TEST(Simulator, FailsWhenAnEventNeverComesToPass) {
     EXPECT_EQ(run.code, 1);
     EXPECT_THAT(run.err, HasSubstr(":1: at 10.000: service stops when traced Starting service...\n"
                                    "    seen: it never came to that\n"));
+    EXPECT_THAT(run.out, HasSubstr(": 1 of 1 expectations hold, events that never came: 1, 10.000 played\n"));
 }
 
 TEST(SimulatorText, ReadsAndWritesTimes) {
