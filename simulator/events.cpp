@@ -231,9 +231,11 @@ constexpr Event events[] = {
     {"client NAME [writes after TIME] [reads after TIME] [closes after TIME] [vanishes after TIME] "
      "[tries for TIME] [listens on] [deaf] [stays] [says TEXT]",
      connectClient},
-    {"launcher TEXT",
+    {"launcher [as user] TEXT",
      [](World& world, const Arguments& arguments) {
-         world.machine.start(arguments.wide("TEXT"), world.sessionIn(arguments));
+         world.machine.start(arguments.wide("TEXT"), world.sessionIn(arguments),
+                             arguments.has("as") ? simulated::Account::user
+                                                 : simulated::Account::administrator);
      }},
     {"service installed", installService},
     {"service starts", [](World& world, const Arguments&) { world.machine.services.start("Kovra"); }},

@@ -9,7 +9,6 @@ namespace kovra {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 TEST(Mailslots, AMessageGoesOutWithItsTerminatorAndTellsWhetherTheSlotWasThere) {
     InstalledMachine machine;
@@ -34,7 +33,6 @@ TEST(Mailslots, AMessageGoesOutWithItsTerminatorAndTellsWhetherTheSlotWasThere) 
     machine.run(L"hello"); // another process knows nothing of the index; it starts the application
     machine.run(L"shutdown");
     EXPECT_EQ(machine.mailslots.find("kovraMailslot")->messages.size(), 2U);
-    EXPECT_THAT(machine.misuses, IsEmpty());
 }
 
 } // namespace

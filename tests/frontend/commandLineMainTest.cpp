@@ -38,7 +38,6 @@ public:
         EXPECT_TRUE(run(line));
         const std::uint64_t took = scheduler.now() - start;
         play(300);
-        EXPECT_THAT(misuses, IsEmpty());
         return took;
     }
 

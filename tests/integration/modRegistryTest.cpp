@@ -28,7 +28,6 @@ TEST(ModRegistry, QueryGivesTextWithoutOuterBlanks) {
         EXPECT_EQ(regQueryString(root, L"missing", L""), L"");
     });
     EXPECT_EQ(machine.registry.openHandles(), 0U);
-    EXPECT_TRUE(machine.misuses.empty());
 }
 
 TEST(ModRegistry, QueryTakesAtMost4096Bytes) {

@@ -176,7 +176,7 @@ private:
     void quitOrComeBack() {
         if (quit_ && machine_.processes.find("kovra.exe") == nullptr) {
             // By its shortcut: only while the service leaves the start to others, or both might start one.
-            machine_.start(L"-minimized", console());
+            machine_.start(L"-minimized", console(), simulated::Account::user);
             watch(3 * second);
             machine_.pipes.say("appLaunched");
         } else if (!quit_ && machine_.processes.find("kovra.exe") != nullptr) {

@@ -1,8 +1,23 @@
 #include "support/product.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
 namespace kovra {
+
+namespace {
+
+/// Whatever a test plays, nothing may be misused.
+const bool misusesFail = [] {
+    simulated::Machine::atEnd = [](const simulated::Machine& machine) {
+        for (const std::string& misuse : machine.misuses)
+            ADD_FAILURE() << "misuse: " << misuse;
+    };
+    return true;
+}();
+
+} // namespace
 
 InstalledMachine::InstalledMachine() {
     files.makeFolder(L"C:\\P1");

@@ -47,6 +47,8 @@ inline const std::size_t functionIndex = addFunction({name.characters, sizeof na
 /// Counts the call on the calling thread's machine; gives whether it is to fail.
 [[nodiscard]] bool begin(std::size_t function);
 
+void addMisuse(std::string_view function, std::string_view what);
+
 /// One call of one of the platform's functions: counts it and says whether a test wants it to fail. Every
 /// simulated function and method starts with one: `const Call<"SetEvent"> call;`.
 template <FunctionName name>
@@ -56,6 +58,13 @@ public:
 
     /// Yes when this call is to fail; the thread's last error is then set to the error that was asked for.
     [[nodiscard]] bool fails() const { return fails_; }
+
+    /// For what Windows takes without a word though no launcher can mean it: notes a misuse where it isn't
+    /// so.
+    void expect(bool isSo, std::string_view what) const {
+        if (!isSo)
+            addMisuse({name.characters, sizeof name.characters - 1}, what);
+    }
 
 private:
     MachineCode machineCode_;

@@ -62,15 +62,20 @@ void GetLocalTime(SYSTEMTIME* time) {
     *time = machine().clock.localTime();
 }
 
-int GetDateFormatA(LCID, DWORD, const SYSTEMTIME* date, LPCSTR, LPSTR text, int size) {
+int GetDateFormatA(LCID locale, DWORD flags, const SYSTEMTIME* date, LPCSTR format, LPSTR text, int size) {
     const Call<"GetDateFormatA"> call;
+    call.expect(locale == LOCALE_USER_DEFAULT && flags == (DATE_SHORTDATE | LOCALE_USE_CP_ACP) &&
+                    format == nullptr,
+                "locale, flags, format");
     char formatted[32];
     std::snprintf(formatted, sizeof formatted, "%u/%u/%u", date->wMonth, date->wDay, date->wYear);
     return give(formatted, text, size);
 }
 
-int GetTimeFormatA(LCID, DWORD, const SYSTEMTIME* time, LPCSTR, LPSTR text, int size) {
+int GetTimeFormatA(LCID locale, DWORD flags, const SYSTEMTIME* time, LPCSTR format, LPSTR text, int size) {
     const Call<"GetTimeFormatA"> call;
+    call.expect(locale == LOCALE_USER_DEFAULT && flags == LOCALE_USE_CP_ACP && format == nullptr,
+                "locale, flags, format");
     char formatted[32];
     const unsigned hour = time->wHour % 12U == 0 ? 12U : time->wHour % 12U;
     std::snprintf(formatted, sizeof formatted, "%u:%02u:%02u %s", hour, time->wMinute, time->wSecond,

@@ -276,8 +276,10 @@ std::wstring OpenFile::path() const {
 FileSystem::FileSystem() {
     volumes_[L"C:"] = std::make_shared<FileNode>(L"C:", true, nullptr);
     makeFolder(currentFolder);
-    for (const auto& [number, path] : SpecialFolders{}.paths)
-        makeFolder(path);
+    const SpecialFolders folders;
+    for (const auto& paths : {folders.paths, folders.servicesPaths})
+        for (const auto& [number, path] : paths)
+            makeFolder(path);
 }
 
 FileSystem::~FileSystem() = default;

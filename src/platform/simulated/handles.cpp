@@ -112,8 +112,9 @@ DWORD wait(DWORD count, const HANDLE* handles, DWORD milliseconds) {
 
 using namespace kovra::simulated;
 
-HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR) {
+HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) {
     const Call<"CreateEventA"> call;
+    call.expect(attributes == nullptr && name == nullptr, "attributes, name");
     return call.fails() ? nullptr : machine().handles.add(Event{manualReset != 0, initialState != 0});
 }
 
@@ -131,9 +132,10 @@ BOOL SetEvent(HANDLE handle) {
     return TRUE;
 }
 
-HANDLE CreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE start, LPVOID parameter, DWORD,
-                    LPDWORD threadId) {
+HANDLE CreateThread(SECURITY_ATTRIBUTES* attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE start,
+                    LPVOID parameter, DWORD flags, LPDWORD threadId) {
     const Call<"CreateThread"> call;
+    call.expect(attributes == nullptr && stackSize == 0 && flags == 0, "attributes, stack size, flags");
     if (call.fails())
         return nullptr;
     ThreadObject object;
@@ -162,10 +164,11 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     return result;
 }
 
-DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD milliseconds) {
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds) {
     DWORD result = WAIT_FAILED;
     {
         const Call<"WaitForMultipleObjects"> call;
+        call.expect(count > 0 && waitAll == FALSE, "count, wait for all");
         if (call.fails())
             return WAIT_FAILED;
         result = wait(count, handles, milliseconds);
@@ -177,7 +180,10 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD mil
 
 BOOL CloseHandle(HANDLE handle) {
     const Call<"CloseHandle"> call;
-    const bool closed = machine().handles.close(handle);
+    Handles& handles = machine().handles;
+    const KernelObject* object = handles.findAny(handle);
+    const bool closed =
+        object != nullptr && !std::holds_alternative<EventSource>(*object) && handles.close(handle);
     // What an ended process held is closed already, and the world drops what its module values remember.
     const Process* process = currentThread()->process();
     if (!closed && process != nullptr && !process->ended)
@@ -185,17 +191,21 @@ BOOL CloseHandle(HANDLE handle) {
     return closed;
 }
 
-HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES*, DWORD disposition, DWORD,
-                   HANDLE) {
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes, DWORD disposition,
+                   DWORD flags, HANDLE templateFile) {
+    constexpr DWORD harmlessFlags = FILE_ATTRIBUTE_NORMAL | 0x02200000; // links as such, folders
     const Call<"CreateFileA"> call;
+    call.expect(attributes == nullptr && (flags & ~harmlessFlags) == 0 && templateFile == nullptr,
+                "attributes, flags, template");
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     Machine& here = machine();
     const std::string_view path{name};
     if (path.starts_with(Mailslots::prefix)) {
         const auto slot = here.mailslots.find(path.substr(Mailslots::prefix.size()));
-        if (slot == nullptr) {
-            setLastError(ERROR_FILE_NOT_FOUND);
+        call.expect(access == GENERIC_WRITE && disposition == OPEN_EXISTING, "a mailslot's access");
+        if (slot == nullptr || (share & FILE_SHARE_READ) == 0) { // its owner reads
+            setLastError(slot == nullptr ? ERROR_FILE_NOT_FOUND : ERROR_SHARING_VIOLATION);
             return INVALID_HANDLE_VALUE;
         }
         return here.handles.add(OpenMailslot{slot});
@@ -230,8 +240,9 @@ BOOL readPipe(AnonymousPipe& pipe, char* buffer, DWORD size, DWORD* read) {
 
 } // namespace
 
-BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED*) {
+BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
     const Call<"ReadFile"> call;
+    call.expect(overlapped == nullptr, "overlapped");
     *read = 0;
     if (call.fails())
         return FALSE;
@@ -251,8 +262,9 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED*
     return FALSE;
 }
 
-BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written, OVERLAPPED*) {
+BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written, OVERLAPPED* overlapped) {
     const Call<"WriteFile"> call;
+    call.expect(overlapped == nullptr, "overlapped");
     *written = 0;
     if (call.fails())
         return FALSE;
@@ -285,8 +297,9 @@ DWORD GetFileSize(HANDLE handle, DWORD* sizeHigh) {
     return static_cast<DWORD>(size);
 }
 
-DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD) {
+DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD method) {
     const Call<"SetFilePointer"> call;
+    call.expect(method == FILE_BEGIN, "method");
     OpenFile* file = call.fails() ? nullptr : machine().handles.find<OpenFile>(handle);
     if (file == nullptr)
         return INVALID_SET_FILE_POINTER;
@@ -295,31 +308,33 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD) {
     return static_cast<DWORD>(distance);
 }
 
-BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD) {
+BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD size) {
     const Call<"CreatePipe"> call;
+    call.expect(size == 0 && attributes != nullptr && attributes->nLength == sizeof *attributes &&
+                    attributes->lpSecurityDescriptor == nullptr,
+                "attributes, size");
     if (call.fails())
         return FALSE;
     const auto pipe = std::make_shared<AnonymousPipe>();
     *readEnd = machine().handles.add(PipeReadEnd{pipe});
-    *writeEnd =
-        machine().handles.add(PipeWriteEnd{pipe, attributes != nullptr && attributes->bInheritHandle != 0});
+    *writeEnd = machine().handles.add(PipeWriteEnd{pipe, attributes->bInheritHandle != 0});
     return TRUE;
 }
 
-HANDLE RegisterEventSourceA(LPCSTR, LPCSTR source) {
+HANDLE RegisterEventSourceA(LPCSTR server, LPCSTR source) {
     const Call<"RegisterEventSourceA"> call;
+    call.expect(server == nullptr && std::string_view{source} == "Kovra", "server, source");
     return call.fails() ? nullptr : machine().handles.add(EventSource{source});
 }
 
-BOOL ReportEventA(HANDLE log, WORD type, WORD, DWORD, PSID, WORD stringCount, DWORD, LPCSTR* strings,
-                  LPVOID) {
+BOOL ReportEventA(HANDLE log, WORD type, WORD category, DWORD eventId, PSID userSid, WORD stringCount,
+                  DWORD dataSize, LPCSTR* strings, LPVOID data) {
     const Call<"ReportEventA"> call;
+    call.expect(type == EVENTLOG_INFORMATION_TYPE && category == 0 && eventId == 0 && userSid == nullptr &&
+                    stringCount == 1 && dataSize == 0 && data == nullptr,
+                "an entry of another kind");
     if (call.fails() || machine().handles.find<EventSource>(log) == nullptr)
         return FALSE;
-    if (type != EVENTLOG_INFORMATION_TYPE || stringCount != 1) {
-        machine().misuses.emplace_back("an event log entry of another kind");
-        return FALSE;
-    }
     machine().eventLog.emplace_back(strings[0]);
     machine().tell(Side::launcher, "event log: " + std::string{strings[0]});
     return TRUE;
@@ -327,5 +342,8 @@ BOOL ReportEventA(HANDLE log, WORD type, WORD, DWORD, PSID, WORD stringCount, DW
 
 BOOL DeregisterEventSource(HANDLE log) {
     const Call<"DeregisterEventSource"> call;
-    return machine().handles.close(log);
+    Handles& handles = machine().handles;
+    const bool closed = handles.find<EventSource>(log) != nullptr && handles.close(log);
+    call.expect(closed, "an unknown handle");
+    return closed;
 }

@@ -97,6 +97,10 @@ std::size_t addFunction(std::string_view name) {
     return functionNames().size() - 1;
 }
 
+void addMisuse(std::string_view function, std::string_view what) {
+    theMachine->misuses.push_back(std::string{function}.append(": ").append(what));
+}
+
 bool begin(std::size_t function) {
     Machine& here = *theMachine;
     ++here.calls_[function];
@@ -117,6 +121,8 @@ Machine::~Machine() {
     for (const DWORD id : ids)
         processes.end(id);
     play(0);
+    if (atEnd != nullptr)
+        atEnd(*this);
     theMachine = nullptr;
 }
 
@@ -154,20 +160,20 @@ void Machine::heal(std::string_view function) {
     failures_.at(indexOf(function)) = {};
 }
 
-DWORD Machine::start(const std::wstring& commandLine, DWORD session) {
+DWORD Machine::start(const std::wstring& commandLine, DWORD session, Account account) {
     const MachineCode machineCode;
-    return processes.launch(codePage.toAnsi(launcherPath), codePage.toAnsi(commandLine), session,
-                            Account::user);
+    return processes.launch(codePage.toAnsi(launcherPath), codePage.toAnsi(commandLine), session, account);
 }
 
-bool Machine::run(const std::wstring& commandLine, std::uint64_t limitMs) {
-    const DWORD id = start(commandLine);
+bool Machine::run(const std::wstring& commandLine, Account account) {
+    constexpr std::uint64_t limitMs = 600'000;
+    const DWORD id = start(commandLine, 1, account);
     return playUntil([&] { return processes.find(id) == nullptr; }, limitMs);
 }
 
-void Machine::inside(const std::function<void()>& body) {
+void Machine::inside(const std::function<void()>& body, Account account) {
     const MachineCode machineCode;
-    const Process& process = processes.startLauncher("", 1, Account::user, nullptr, body);
+    const Process& process = processes.startLauncher("", 1, account, nullptr, body);
     scheduler.blockUntil(scheduler.now() + 3'600'000, [&] { return process.ended; });
     processes.reap();
 }

@@ -76,11 +76,11 @@ public:
 
     /// Starts a launcher process with the text behind its program name, in the session of the service manager
     /// (0) or of a user. It runs when the machine is played. Gives its process id.
-    DWORD start(const std::wstring& commandLine, DWORD session = 1);
-    /// Starts a launcher process and plays until it has ended; no when it still runs after `limitMs`.
-    bool run(const std::wstring& commandLine, std::uint64_t limitMs = 600'000);
+    DWORD start(const std::wstring& commandLine, DWORD session = 1, Account account = Account::administrator);
+    /// Starts a launcher process and plays until it has ended; no when it still runs after ten minutes.
+    bool run(const std::wstring& commandLine, Account account = Account::administrator);
     /// Runs the body as the main thread of a fresh launcher process and plays until it is over.
-    void inside(const std::function<void()>& body);
+    void inside(const std::function<void()>& body, Account account = Account::administrator);
     /// Plays for a time.
     void play(std::uint64_t milliseconds);
     /// Plays until the condition holds (yes) or the time is over (no). The condition is asked whenever all
@@ -111,8 +111,11 @@ public:
     /// Their memory, which a process that ends without freeing it leaves to the machine.
     std::map<const void*, std::unique_ptr<char[]>> globalMemory;
 
-    /// Calls that a careful program does not make: an unknown handle closed, a record of the wrong size ...
+    /// Calls that a careful program does not make: an unknown handle closed, a record of the wrong size,
+    /// an argument that Windows takes and nobody means ...
     std::vector<std::string> misuses;
+    /// Called with each machine at its end.
+    static inline void (*atEnd)(const Machine&) = nullptr;
 
 private:
     friend bool begin(std::size_t function);

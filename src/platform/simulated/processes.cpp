@@ -47,6 +47,20 @@ std::string lowerCase(std::string_view text) {
     return result;
 }
 
+Account callersAccount() {
+    return currentThread()->process()->account;
+}
+
+bool Process::mayEnd(const Process& other) const {
+    if (other.unkillable)
+        return false;
+    // A process gives full access to its own user and to LocalSystem. Whoever shares a session is one person
+    // here, whose elevated half can't be reached from the other one.
+    return debugs || account == Account::localSystem ||
+           (session == other.session &&
+            (other.account == Account::user || (other.account == account && hasAdminRights())));
+}
+
 Processes::~Processes() {
     reap();
 }
@@ -182,7 +196,8 @@ using namespace kovra::simulated;
 
 HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) {
     const Call<"CreateToolhelp32Snapshot"> call;
-    if (call.fails() || flags != TH32CS_SNAPPROCESS)
+    call.expect(flags == TH32CS_SNAPPROCESS, "flags");
+    if (call.fails())
         return INVALID_HANDLE_VALUE;
     Snapshot snapshot;
     for (const Process* process : machine().processes.list())
@@ -227,8 +242,9 @@ BOOL Process32Next(HANDLE snapshot, PROCESSENTRY32* entry) {
     return call.fails() ? FALSE : giveEntry(snapshot, entry, false);
 }
 
-void ExitProcess(UINT) {
+void ExitProcess(UINT exitCode) {
     const Call<"ExitProcess"> call;
+    call.expect(exitCode == 0, "exit code");
     machine().processes.end(currentThread()->process()->id);
     throw ProcessEnded{};
 }
@@ -242,8 +258,9 @@ DWORD GetCurrentProcessId() {
     return currentThread()->process()->id;
 }
 
-DWORD GetModuleFileNameA(HANDLE, LPSTR fileName, DWORD size) {
+DWORD GetModuleFileNameA(HANDLE module, LPSTR fileName, DWORD size) {
     const Call<"GetModuleFileNameA"> call;
+    call.expect(module == nullptr, "module");
     if (call.fails())
         return 0;
     const std::string path = currentThread()->process()->path;
@@ -267,20 +284,22 @@ BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
     return TRUE;
 }
 
-HANDLE OpenProcess(DWORD access, BOOL, DWORD processId) {
+HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
     const Call<"OpenProcess"> call;
+    call.expect(access == PROCESS_TERMINATE && inheritHandle == FALSE, "access, inheritance");
     if (call.fails())
         return nullptr;
     const Process* process = machine().processes.find(processId);
-    if (process == nullptr || process->unkillable) {
+    if (process == nullptr || !currentThread()->process()->mayEnd(*process)) {
         setLastError(process == nullptr ? ERROR_INVALID_PARAMETER : ERROR_ACCESS_DENIED);
         return nullptr;
     }
     return machine().handles.add(OpenedProcess{processId, access});
 }
 
-BOOL TerminateProcess(HANDLE handle, UINT) {
+BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
     const Call<"TerminateProcess"> call;
+    call.expect(exitCode == 0, "exit code");
     if (call.fails())
         return FALSE;
     const OpenedProcess* opened = machine().handles.find<OpenedProcess>(handle);
@@ -307,26 +326,52 @@ BOOL TerminateProcess(HANDLE handle, UINT) {
 
 BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
     const Call<"OpenProcessToken"> call;
+    call.expect(process == GetCurrentProcess(), "process");
     if (call.fails())
         return FALSE;
-    if (process != GetCurrentProcess())
-        machine().misuses.emplace_back("a token asked of another process");
     *token = machine().handles.add(Token{access});
     return TRUE;
 }
 
-BOOL LookupPrivilegeValueA(LPCSTR, LPCSTR name, LUID* luid) {
+namespace {
+
+constexpr DWORD debugPrivilege = 20;
+
+} // namespace
+
+BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid) {
+    constexpr DWORD serverUnavailable = 1722;
+    constexpr DWORD noSuchPrivilege = 1313;
     const Call<"LookupPrivilegeValueA"> call;
-    if (call.fails() || std::strcmp(name, "SeDebugPrivilege") != 0)
+    if (call.fails())
         return FALSE;
-    *luid = {20, 0};
+    const bool isHere = systemName == nullptr || *systemName == '\0';
+    if (!isHere || !sameName(name, "SeDebugPrivilege")) {
+        setLastError(isHere ? noSuchPrivilege : serverUnavailable);
+        return FALSE;
+    }
+    *luid = {debugPrivilege, 0};
     return TRUE;
 }
 
-BOOL AdjustTokenPrivileges(HANDLE handle, BOOL, TOKEN_PRIVILEGES* state, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+BOOL AdjustTokenPrivileges(HANDLE handle, BOOL disableAll, TOKEN_PRIVILEGES* state, DWORD length,
+                           TOKEN_PRIVILEGES* previous, DWORD*) {
+    constexpr DWORD notAllAssigned = 1300;
     const Call<"AdjustTokenPrivileges"> call;
-    if (call.fails())
+    call.expect(disableAll == FALSE && state->PrivilegeCount == 1, "privileges");
+    call.expect(length == sizeof(TOKEN_PRIVILEGES) && previous == nullptr, "former privileges");
+    const Token* token = call.fails() ? nullptr : machine().handles.find<Token>(handle);
+    if (token == nullptr)
         return FALSE;
-    const Token* token = machine().handles.find<Token>(handle);
-    return token != nullptr && (token->access & TOKEN_ADJUST_PRIVILEGES) != 0 && state->PrivilegeCount == 1;
+    if ((token->access & TOKEN_ADJUST_PRIVILEGES) == 0) {
+        setLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    const LUID_AND_ATTRIBUTES& privilege = state->Privileges[0];
+    Process& process = *currentThread()->process();
+    const bool isHeld = process.hasAdminRights() && privilege.Luid.LowPart == debugPrivilege;
+    if (isHeld)
+        process.debugs = (privilege.Attributes & SE_PRIVILEGE_ENABLED) != 0;
+    setLastError(isHeld ? ERROR_SUCCESS : notAllAssigned);
+    return TRUE;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/simulated/account.h"
 #include "platform/simulated/scheduler.h"
 
 #include <cstdint>
@@ -16,13 +17,6 @@ namespace kovra::simulated {
 class Machine;
 struct Service;
 
-/// Whose rights a process runs with.
-enum class Account : std::uint8_t {
-    user,          ///< somebody who is logged on, with normal rights
-    administrator, ///< somebody who is logged on, with the elevated half of the token
-    localSystem,
-};
-
 /// A process of the machine: a plain entry of the process list or, with threads and module values, a
 /// launcher.
 class Process {
@@ -31,6 +25,7 @@ public:
     std::string name; ///< as the process list shows it; ANSI, usually a bare file name
     DWORD session = 0;
     Account account = Account::user;
+    bool debugs = false;        ///< has its debug privilege enabled
     bool unkillable = false;    ///< the launcher may not open it
     std::string path;           ///< of its executable, where it was started by path
     std::string arguments;      ///< behind the program name
@@ -39,6 +34,9 @@ public:
     std::vector<void*> values; ///< a launcher's module-level values, by slot
 
     [[nodiscard]] bool hasAdminRights() const { return account != Account::user; }
+
+    /// Whether it may end the other process.
+    [[nodiscard]] bool mayEnd(const Process& other) const;
 };
 
 /// The process list, and the launcher processes in it.
@@ -90,6 +88,9 @@ private:
     std::list<std::unique_ptr<Process>> running_;
     std::list<std::unique_ptr<Process>> ended_;
 };
+
+/// Whose rights the calling process has.
+[[nodiscard]] Account callersAccount();
 
 /// Whether two names are the same to Windows.
 [[nodiscard]] bool sameName(std::string_view one, std::string_view other);

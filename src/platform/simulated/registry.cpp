@@ -19,8 +19,7 @@ constexpr DWORD REG_BINARY = 3;
 constexpr DWORD REG_MULTI_SZ = 7;
 constexpr REGSAM KEY_QUERY_VALUE = 1;
 constexpr REGSAM KEY_SET_VALUE = 2;
-constexpr REGSAM KEY_CREATE_SUB_KEY = 4;
-constexpr REGSAM writeAccess = KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
+constexpr REGSAM writeAccess = KEY_ALL_ACCESS & ~KEY_READ;
 constexpr DWORD REG_CREATED_NEW_KEY = 1;
 constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 constexpr std::size_t maxKeyName = 255;
@@ -28,10 +27,12 @@ constexpr std::size_t maxKeyName = 255;
 struct Root {
     std::uintptr_t handle;
     const wchar_t* name;
+    bool ofMachine; // a user with normal rights only reads there
 };
 
-constexpr std::array roots{Root{0x80000000, L"HKEY_CLASSES_ROOT"}, Root{0x80000001, L"HKEY_CURRENT_USER"},
-                           Root{0x80000002, L"HKEY_LOCAL_MACHINE"}, Root{0x80000003, L"HKEY_USERS"}};
+constexpr std::array roots{
+    Root{0x80000000, L"HKEY_CLASSES_ROOT", true}, Root{0x80000001, L"HKEY_CURRENT_USER", false},
+    Root{0x80000002, L"HKEY_LOCAL_MACHINE", true}, Root{0x80000003, L"HKEY_USERS", false}};
 
 bool isText(DWORD type) {
     return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
@@ -51,13 +52,14 @@ struct RegistryKey {
     std::wstring name;
     RegistryKey* parent = nullptr; // null: a root
     bool writesDenied = false;
+    bool ofMachine = false;
     bool deleted = false;
     std::map<std::wstring, std::shared_ptr<RegistryKey>, Caseless> keys;
     std::map<std::wstring, RegistryValue, Caseless> values;
 
-    [[nodiscard]] bool mayChange() const {
+    [[nodiscard]] bool mayChange(Account account = Account::administrator) const {
         for (const RegistryKey* key = this; key != nullptr; key = key->parent)
-            if (key->writesDenied)
+            if (key->writesDenied || (key->ofMachine && account == Account::user))
                 return false;
         return true;
     }
@@ -121,6 +123,7 @@ Registry::Registry() {
     for (const Root& root : roots) {
         roots_[root.handle] = std::make_shared<RegistryKey>();
         roots_[root.handle]->name = root.name;
+        roots_[root.handle]->ofMachine = root.ofMachine;
     }
 }
 
@@ -334,7 +337,7 @@ HKEY rootOf(std::wstring_view name) {
 
 } // namespace
 
-bool Registry::import(std::string_view file, const CodePage& codePage) {
+bool Registry::import(std::string_view file, const CodePage& codePage, Account account) {
     const std::vector<std::wstring> lines = linesOf(codePage.toWide(file));
     if (lines.empty() || (lines[0] != L"REGEDIT4" && lines[0] != L"Windows Registry Editor Version 5.00"))
         return false;
@@ -360,9 +363,9 @@ bool Registry::import(std::string_view file, const CodePage& codePage) {
             if (root == nullptr)
                 continue;
             if (!deletes)
-                create(root, path, KEY_ALL_ACCESS, key, disposition);
+                create(root, path, KEY_ALL_ACCESS, key, disposition, account);
             else if (const std::shared_ptr<RegistryKey> doomed = find(root, path);
-                     doomed && doomed->mayChange())
+                     doomed && doomed->mayChange(account))
                 removeKey(root, path);
             continue;
         }
@@ -406,7 +409,7 @@ HKEY Registry::addHandle(std::shared_ptr<RegistryKey> key, REGSAM access) {
     return reinterpret_cast<HKEY>(lastHandle_);
 }
 
-LONG Registry::open(HKEY key, std::wstring_view path, REGSAM access, HKEY& result) {
+LONG Registry::open(HKEY key, std::wstring_view path, REGSAM access, HKEY& result, Account account) {
     Handle base;
     std::vector<std::wstring_view> names;
     if (const LONG error = handle(key, base); error != ERROR_SUCCESS)
@@ -416,13 +419,14 @@ LONG Registry::open(HKEY key, std::wstring_view path, REGSAM access, HKEY& resul
     const std::shared_ptr<RegistryKey> found = walk(base.key, names);
     if (found == nullptr)
         return status(ERROR_FILE_NOT_FOUND);
-    if ((access & writeAccess) != 0 && !found->mayChange())
+    if ((access & writeAccess) != 0 && !found->mayChange(account))
         return status(ERROR_ACCESS_DENIED);
     result = addHandle(found, access);
     return ERROR_SUCCESS;
 }
 
-LONG Registry::create(HKEY key, std::wstring_view path, REGSAM access, HKEY& result, DWORD& disposition) {
+LONG Registry::create(HKEY key, std::wstring_view path, REGSAM access, HKEY& result, DWORD& disposition,
+                      Account account) {
     Handle base;
     std::vector<std::wstring_view> names;
     if (const LONG error = handle(key, base); error != ERROR_SUCCESS)
@@ -433,7 +437,7 @@ LONG Registry::create(HKEY key, std::wstring_view path, REGSAM access, HKEY& res
     std::size_t depth = 0;
     walk(base.key, names, &last, &depth);
     const bool isNew = depth < names.size();
-    if ((isNew || (access & writeAccess) != 0) && !last->mayChange())
+    if ((isNew || (access & writeAccess) != 0) && !last->mayChange(account))
         return status(ERROR_ACCESS_DENIED);
     for (; depth < names.size(); ++depth)
         last = last->add(names[depth]);
@@ -448,7 +452,7 @@ LONG Registry::close(HKEY key) {
     return status(handles_.erase(number(key)) == 1 ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
 }
 
-LONG Registry::deleteKey(HKEY key, std::wstring_view path) {
+LONG Registry::deleteKey(HKEY key, std::wstring_view path, Account account) {
     Handle base;
     std::vector<std::wstring_view> names;
     if (const LONG error = handle(key, base); error != ERROR_SUCCESS)
@@ -458,7 +462,7 @@ LONG Registry::deleteKey(HKEY key, std::wstring_view path) {
     const std::shared_ptr<RegistryKey> found = walk(base.key, names);
     if (found == nullptr)
         return status(ERROR_FILE_NOT_FOUND);
-    if (found->parent == nullptr || !found->keys.empty() || !found->mayChange())
+    if (found->parent == nullptr || !found->keys.empty() || !found->mayChange(account))
         return status(ERROR_ACCESS_DENIED);
     found->parent->keys.erase(found->name);
     found->markDeleted();
@@ -506,26 +510,31 @@ LONG failure() {
 
 using namespace kovra::simulated;
 
-LONG RegOpenKeyExA(HKEY key, LPCSTR path, DWORD, REGSAM access, HKEY* result) {
+LONG RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* result) {
     const Call<"RegOpenKeyExA"> call;
-    return call.fails() ? failure() : machine().registry.open(key, argument(path), access, *result);
+    call.expect(options == 0, "options");
+    return call.fails() ? failure()
+                        : machine().registry.open(key, argument(path), access, *result, callersAccount());
 }
 
-LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD, LPSTR, DWORD, REGSAM access, const SECURITY_ATTRIBUTES*,
-                     HKEY* result, DWORD* disposition) {
+LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR keyClass, DWORD options, REGSAM access,
+                     const SECURITY_ATTRIBUTES* attributes, HKEY* result, DWORD* disposition) {
     const Call<"RegCreateKeyExA"> call;
+    call.expect(keyClass == nullptr && options == REG_OPTION_NON_VOLATILE && attributes == nullptr,
+                "class, options, attributes");
     if (call.fails())
         return failure();
     DWORD ignored = 0;
-    return machine().registry.create(key, argument(path), access, *result,
-                                     disposition != nullptr ? *disposition : ignored);
+    return reserved != 0
+               ? status(ERROR_INVALID_PARAMETER)
+               : machine().registry.create(key, argument(path), access, *result,
+                                           disposition != nullptr ? *disposition : ignored, callersAccount());
 }
 
 LONG RegCloseKey(HKEY key) {
     const Call<"RegCloseKey"> call;
     const LONG result = machine().registry.close(key);
-    if (result != ERROR_SUCCESS)
-        machine().misuses.emplace_back("RegCloseKey on an unknown handle");
+    call.expect(result == ERROR_SUCCESS, "an unknown handle");
     return result;
 }
 
@@ -534,11 +543,12 @@ LONG RegDeleteKeyA(HKEY key, LPCSTR path) {
     if (call.fails())
         return failure();
     return path == nullptr ? status(ERROR_INVALID_PARAMETER)
-                           : machine().registry.deleteKey(key, argument(path));
+                           : machine().registry.deleteKey(key, argument(path), callersAccount());
 }
 
-LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
+LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
     const Call<"RegSetValueExA"> call;
+    call.expect(reserved == 0, "reserved");
     if (call.fails())
         return failure();
     Machine& here = machine();
@@ -552,11 +562,11 @@ LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, 
     return here.registry.setValue(key, argument(name), std::move(value));
 }
 
-LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD*, DWORD* type, BYTE* data, DWORD* size) {
+LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
     const Call<"RegQueryValueExA"> call;
     if (call.fails())
         return failure();
-    if (data != nullptr && size == nullptr)
+    if (reserved != nullptr || (data != nullptr && size == nullptr))
         return status(ERROR_INVALID_PARAMETER);
     Machine& here = machine();
     RegistryValue value;

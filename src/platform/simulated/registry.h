@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/simulated/account.h"
 #include "platform/simulated/caseless.h"
 #include "platform/simulated/win32.h"
 
@@ -62,15 +63,17 @@ public:
 
     /// What the registry tool does with a file in 8-bit text. No when it is no registry file; a line that
     /// can't be understood, or that is denied, is skipped.
-    bool import(std::string_view file, const CodePage& codePage);
+    bool import(std::string_view file, const CodePage& codePage, Account account = Account::administrator);
 
     // What programs do, with all that Windows refuses. Each gives Windows' error code.
 
-    LONG open(HKEY key, std::wstring_view path, REGSAM access, HKEY& result);
-    LONG create(HKEY key, std::wstring_view path, REGSAM access, HKEY& result, DWORD& disposition);
+    LONG open(HKEY key, std::wstring_view path, REGSAM access, HKEY& result,
+              Account account = Account::administrator);
+    LONG create(HKEY key, std::wstring_view path, REGSAM access, HKEY& result, DWORD& disposition,
+                Account account = Account::administrator);
     LONG close(HKEY key);
     /// Deletes a key that has no keys below it.
-    LONG deleteKey(HKEY key, std::wstring_view path);
+    LONG deleteKey(HKEY key, std::wstring_view path, Account account = Account::administrator);
     LONG setValue(HKEY key, std::wstring_view name, RegistryValue value);
     LONG getValue(HKEY key, std::wstring_view name, RegistryValue& value) const;
 

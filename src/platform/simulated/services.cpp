@@ -6,12 +6,23 @@
 
 /// One open handle of the service manager: to the manager itself, or to a service.
 struct ServiceControlHandle {
-    kovra::simulated::Service* service;
+    kovra::simulated::Service* service; // null: the manager
+    DWORD access;
 };
 
 namespace kovra::simulated {
 
 namespace {
+
+// What the launcher has no use for, in Windows' own names and values.
+constexpr DWORD ERROR_INVALID_DATA = 13;
+constexpr DWORD ERROR_DUPLICATE_SERVICE_NAME = 1078;
+constexpr DWORD DELETE = 0x10000;
+
+// The rights that there are, and those that Windows gives to everybody who is logged on.
+constexpr DWORD SC_MANAGER_ALL_ACCESS = 0xF003F;
+constexpr DWORD everybodysManagerRights = 0x20015; // connect, enumerate, query the lock
+constexpr DWORD everybodysServiceRights = 0x2018D; // query, interrogate, enumerate the dependent ones
 
 const char* nameOfState(DWORD state) {
     switch (state) {
@@ -111,6 +122,9 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
             setLastError(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
             return FALSE;
         }
+        call.expect(table[0].lpServiceName != nullptr && table[1].lpServiceName == nullptr &&
+                        table[1].lpServiceProc == nullptr,
+                    "a table of one service, and its end");
         machine_.scheduler.start(process, [entry = table[0].lpServiceProc, name = table[0].lpServiceName] {
             LPSTR arguments[] = {name, nullptr};
             entry(1, arguments);
@@ -167,11 +181,18 @@ DWORD ServiceManager::remove(Service& service) {
     return ERROR_SUCCESS;
 }
 
-SC_HANDLE ServiceManager::open(Service* service) {
+SC_HANDLE ServiceManager::open(Service* service, DWORD access) {
+    const bool isUser = callersAccount() == Account::user;
+    const DWORD managerRights = isUser ? everybodysManagerRights : SC_MANAGER_ALL_ACCESS;
+    const DWORD serviceRights = isUser ? everybodysServiceRights : SERVICE_ALL_ACCESS;
+    if (denied || (access & ~(service == nullptr ? managerRights : serviceRights)) != 0) {
+        setLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
     ++openHandles;
     if (service != nullptr)
         ++service->openHandles_;
-    return new ServiceControlHandle{service};
+    return new ServiceControlHandle{service, access};
 }
 
 BOOL ServiceManager::close(SC_HANDLE handle) {
@@ -184,10 +205,6 @@ BOOL ServiceManager::close(SC_HANDLE handle) {
     }
     delete handle;
     return TRUE;
-}
-
-Service* ServiceManager::serviceOf(SC_HANDLE handle) {
-    return handle == nullptr ? nullptr : handle->service;
 }
 
 void ServiceManager::dropIfDone(Service& service) {
@@ -211,47 +228,83 @@ SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerA(LPCSTR, LPHANDLER_FUNCTION han
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status) {
     const SERVICE_STATUS copy = *status;
     const Call<"SetServiceStatus"> call;
-    return call.fails() ? FALSE : machine().services.report(handle, copy);
-}
-
-SC_HANDLE OpenSCManagerA(LPCSTR, LPCSTR, DWORD) {
-    const Call<"OpenSCManagerA"> call;
+    call.expect(copy.dwWin32ExitCode == 0 && copy.dwServiceSpecificExitCode == 0, "exit codes");
     if (call.fails())
-        return nullptr;
-    if (machine().services.denied) {
-        setLastError(ERROR_ACCESS_DENIED);
-        return nullptr;
+        return FALSE;
+    if (copy.dwServiceType != SERVICE_WIN32_OWN_PROCESS || copy.dwCurrentState - 1 > 6 ||
+        (copy.dwControlsAccepted & ~0x7FFU) != 0) {
+        setLastError(ERROR_INVALID_DATA);
+        return FALSE;
     }
-    return machine().services.open(nullptr);
+    return machine().services.report(handle, copy);
 }
 
-SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD) {
+SC_HANDLE OpenSCManagerA(LPCSTR computer, LPCSTR database, DWORD access) {
+    const Call<"OpenSCManagerA"> call;
+    call.expect(computer == nullptr && database == nullptr, "computer, database");
+    return call.fails() ? nullptr : machine().services.open(nullptr, access);
+}
+
+namespace {
+
+bool isManager(SC_HANDLE handle) {
+    return handle != nullptr && handle->service == nullptr;
+}
+
+/// Why the service can't be created.
+DWORD creationError(SC_HANDLE manager, std::string_view name, std::string_view displayName, DWORD serviceType,
+                    DWORD startType, DWORD errorControl, std::string_view binaryPath) {
+    constexpr DWORD mostStartType = 4;
+    constexpr DWORD mostErrorControl = 3;
+    if (!isManager(manager))
+        return ERROR_INVALID_HANDLE;
+    if ((manager->access & SC_MANAGER_CREATE_SERVICE) == 0)
+        return ERROR_ACCESS_DENIED;
+    if (name.empty() || name.find_first_of("/\\") != std::string_view::npos)
+        return ERROR_INVALID_NAME;
+    // What starts ahead of the services is a driver's.
+    if (serviceType != SERVICE_WIN32_OWN_PROCESS || startType < SERVICE_AUTO_START ||
+        startType > mostStartType || errorControl > mostErrorControl || binaryPath.empty())
+        return ERROR_INVALID_PARAMETER;
+    if (const Service* existing = machine().services.find(name))
+        return existing->markedForDelete ? ERROR_SERVICE_MARKED_FOR_DELETE : ERROR_SERVICE_EXISTS;
+    for (const Service& service : machine().services.list()) {
+        if (sameName(service.name, displayName) || sameName(service.displayName, displayName))
+            return ERROR_DUPLICATE_SERVICE_NAME;
+    }
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD access) {
     const Call<"OpenServiceA"> call;
     if (call.fails())
         return nullptr;
-    Service* service = manager == nullptr ? nullptr : machine().services.find(name);
+    Service* service = isManager(manager) ? machine().services.find(name) : nullptr;
     if (service == nullptr) {
-        setLastError(manager == nullptr ? ERROR_INVALID_HANDLE : ERROR_SERVICE_DOES_NOT_EXIST);
+        setLastError(isManager(manager) ? ERROR_SERVICE_DOES_NOT_EXIST : ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    return machine().services.open(service);
+    return machine().services.open(service, access);
 }
 
-SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD, DWORD serviceType,
-                         DWORD startType, DWORD errorControl, LPCSTR binaryPath, LPCSTR, DWORD*, LPCSTR,
-                         LPCSTR startName, LPCSTR) {
+SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD access, DWORD serviceType,
+                         DWORD startType, DWORD errorControl, LPCSTR binaryPath, LPCSTR loadOrderGroup,
+                         DWORD* tagId, LPCSTR dependencies, LPCSTR startName, LPCSTR password) {
     const Call<"CreateServiceA"> call;
+    call.expect(loadOrderGroup == nullptr && tagId == nullptr && dependencies == nullptr &&
+                    password == nullptr,
+                "load order group, tag, dependencies, password");
     if (call.fails())
         return nullptr;
-    if (manager == nullptr) {
-        setLastError(ERROR_INVALID_HANDLE);
+    const DWORD error =
+        creationError(manager, name, displayName, serviceType, startType, errorControl, binaryPath);
+    if (error != ERROR_SUCCESS) {
+        setLastError(error);
         return nullptr;
     }
     ServiceManager& services = machine().services;
-    if (const Service* existing = services.find(name)) {
-        setLastError(existing->markedForDelete ? ERROR_SERVICE_MARKED_FOR_DELETE : ERROR_SERVICE_EXISTS);
-        return nullptr;
-    }
     Service& service = services.add(name, binaryPath);
     service.displayName = displayName;
     service.type = serviceType;
@@ -260,25 +313,26 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWO
     if (startName != nullptr)
         service.account = startName;
     machine().tell(Side::launcher, "creates the service " + service.name);
-    return services.open(&service);
+    return services.open(&service, access);
 }
 
 BOOL DeleteService(SC_HANDLE handle) {
     const Call<"DeleteService"> call;
-    Service* service = call.fails() ? nullptr : ServiceManager::serviceOf(handle);
-    if (service == nullptr)
+    if (call.fails())
         return FALSE;
-    const DWORD error = machine().services.remove(*service);
+    DWORD error = ERROR_INVALID_HANDLE;
+    if (handle != nullptr && handle->service != nullptr)
+        error = (handle->access & DELETE) == 0 ? ERROR_ACCESS_DENIED
+                                               : machine().services.remove(*handle->service);
     setLastError(error);
     if (error == ERROR_SUCCESS)
-        machine().tell(Side::launcher, "deletes the service " + service->name);
+        machine().tell(Side::launcher, "deletes the service " + handle->service->name);
     return error == ERROR_SUCCESS;
 }
 
 BOOL CloseServiceHandle(SC_HANDLE handle) {
     const Call<"CloseServiceHandle"> call;
     const BOOL closed = machine().services.close(handle);
-    if (closed == FALSE)
-        machine().misuses.emplace_back("CloseServiceHandle on no handle");
+    call.expect(closed != FALSE, "no handle");
     return closed;
 }

@@ -56,7 +56,7 @@ public:
     /// Starts what starts by itself.
     void boot();
 
-    bool denied = false; ///< the launcher has no right to open the manager for changes
+    bool denied = false; ///< nobody may open the manager
 
     /// Handles to the manager and to services that are open.
     int openHandles = 0;
@@ -68,9 +68,10 @@ public:
     SERVICE_STATUS_HANDLE registerHandler(LPHANDLER_FUNCTION handler);
     BOOL report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status);
     DWORD remove(Service& service);
-    SC_HANDLE open(Service* service);
+    /// Opens the service, or the manager itself. Null, with the last error set, where the calling process's
+    /// account may not do what it asks for.
+    SC_HANDLE open(Service* service, DWORD access);
     BOOL close(SC_HANDLE handle);
-    [[nodiscard]] static Service* serviceOf(SC_HANDLE handle);
 
 private:
     void dropIfDone(Service& service);

@@ -35,11 +35,11 @@ void Shell::execute(const ShellCall& call, DWORD session, Account account) {
                   "runs " + call.file + (call.parameters.empty() ? "" : " " + call.parameters));
     const std::string program = lowerCase(call.file);
     if (program == "net") {
-        if (call.parameters.starts_with("start "))
+        if (call.parameters.starts_with("start ") && account != Account::user)
             machine_.services.start(call.parameters.substr(6));
     } else if (program == "regedit") {
         if (const auto bytes = machine_.files.read(machine_.codePage.toWide(unquoted(call.parameters))))
-            machine_.registry.import(*bytes, machine_.codePage);
+            machine_.registry.import(*bytes, machine_.codePage, account);
     } else if (program == "regsvr32.exe") {
         // The extension's own registration: its context menu entry.
         const std::string library =
@@ -47,7 +47,7 @@ void Shell::execute(const ShellCall& call, DWORD session, Account account) {
         if (!machine_.files.fileExists(machine_.codePage.toWide(library)))
             return;
         machine_.registry.import(call.parameters.starts_with("/u ") ? extensionGoes : extensionComes,
-                                 machine_.codePage);
+                                 machine_.codePage, account);
     } else {
         machine_.processes.launch(call.directory + "\\" + call.file, call.parameters, session, account);
     }
@@ -81,8 +81,11 @@ ConsoleRun Shell::runTaskScheduler(const std::string& commandLine) {
 
 using namespace kovra::simulated;
 
-HINSTANCE ShellExecuteA(HWND, LPCSTR operation, LPCSTR file, LPCSTR parameters, LPCSTR directory, int show) {
+HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parameters, LPCSTR directory,
+                        int show) {
     const Call<"ShellExecuteA"> call;
+    call.expect(owner == nullptr && show == SW_HIDE, "owner, show");
+    call.expect(*operation == '\0' || sameName(operation, "open"), "operation");
     const auto result = [](std::uintptr_t code) { return reinterpret_cast<HINSTANCE>(code); };
     if (call.fails())
         return result(ERROR_FILE_NOT_FOUND);
@@ -97,10 +100,20 @@ HINSTANCE ShellExecuteA(HWND, LPCSTR operation, LPCSTR file, LPCSTR parameters, 
     return result(33);
 }
 
-BOOL CreateProcessA(LPCSTR, LPSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*,
-                    BOOL inheritHandles, DWORD, LPVOID, LPCSTR, STARTUPINFOA* startup,
-                    PROCESS_INFORMATION* information) {
+BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*,
+                    BOOL inheritHandles, DWORD flags, LPVOID environment, LPCSTR currentDirectory,
+                    STARTUPINFOA* startup, PROCESS_INFORMATION* information) {
     const Call<"CreateProcessA"> call;
+    call.expect(applicationName == nullptr && flags == NORMAL_PRIORITY_CLASS && environment == nullptr &&
+                    currentDirectory == nullptr,
+                "application, flags, environment, folder");
+    // A console's window comes up unless it is hidden.
+    call.expect(startup->cb == sizeof *startup && startup->lpReserved == nullptr &&
+                    startup->lpDesktop == nullptr && startup->cbReserved2 == 0 &&
+                    startup->dwFlags == (STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW) &&
+                    startup->wShowWindow == SW_HIDE && startup->hStdInput == nullptr &&
+                    startup->hStdError == startup->hStdOutput,
+                "start-up record");
     if (call.fails())
         return FALSE;
     Machine& here = machine();
@@ -110,8 +123,6 @@ BOOL CreateProcessA(LPCSTR, LPSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_AT
         setLastError(ERROR_FILE_NOT_FOUND);
         return FALSE;
     }
-    if (startup->cb != sizeof(STARTUPINFOA))
-        here.misuses.emplace_back("STARTUPINFOA of a wrong size");
     here.shell.consoleCommands.push_back(line);
     here.tell(Side::launcher, "runs " + line);
     const ConsoleRun run = program->second(line);
@@ -134,11 +145,12 @@ BOOL CreateProcessA(LPCSTR, LPSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_AT
     return TRUE;
 }
 
-int MessageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT type) {
+int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {
     const Call<"MessageBoxA"> call;
+    call.expect(owner == nullptr && std::strcmp(caption, "KovraLauncher") == 0 &&
+                    type == (MB_OK | MB_ICONEXCLAMATION),
+                "a box of another kind");
     Machine& here = machine();
-    if (std::strcmp(caption, "KovraLauncher") != 0 || type != (MB_OK | MB_ICONEXCLAMATION))
-        here.misuses.emplace_back("a message box of another kind");
     here.shell.messageBoxes.emplace_back(text);
     here.tell(Side::launcher, "message box: " + std::string{text});
     Scheduler& scheduler = here.scheduler;
@@ -147,8 +159,9 @@ int MessageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT type) {
     return 1;
 }
 
-BOOL PeekMessageA(MSG*, HWND, UINT, UINT, UINT) {
+BOOL PeekMessageA(MSG*, HWND window, UINT first, UINT last, UINT remove) {
     const Call<"PeekMessageA"> call;
+    call.expect(window == nullptr && first == 0 && last == 0 && remove == PM_REMOVE, "not every message");
     // Looking for messages takes time: without that a thread that polls would never see the clock move.
     Scheduler& scheduler = machine().scheduler;
     scheduler.blockUntil(scheduler.now() + 1, [] { return false; });

@@ -24,6 +24,8 @@ SpecialFolders::SpecialFolders() {
              {CSIDL_COMMON_APPDATA, shared},
              {CSIDL_STARTUP, roaming + startup},
              {CSIDL_COMMON_STARTUP, shared + startup}};
+    const std::wstring services = L"C:\\Windows\\System32\\config\\systemprofile\\AppData\\Roaming";
+    servicesPaths = {{CSIDL_APPDATA, services}, {CSIDL_STARTUP, services + startup}};
     environment = {
         {L"APPDATA", roaming},      {L"ProgramData", shared},        {L"ProgramFiles", L"C:\\Program Files"},
         {L"SystemDrive", L"C:"},    {L"SystemRoot", L"C:\\Windows"}, {L"USERPROFILE", L"C:\\Users\\user"},
@@ -40,8 +42,11 @@ HRESULT SHGetSpecialFolderLocation(HWND, int folder, ITEMIDLIST** list) {
     const Call<"SHGetSpecialFolderLocation"> call;
     *list = nullptr;
     SpecialFolders& folders = machine().shell.specialFolders;
-    const auto found = folders.paths.find(folder);
-    if (call.fails() || found == folders.paths.end())
+    const bool areServices =
+        callersAccount() == Account::localSystem && folders.servicesPaths.contains(folder);
+    const auto& paths = areServices ? folders.servicesPaths : folders.paths;
+    const auto found = paths.find(folder);
+    if (call.fails() || found == paths.end())
         return failed;
     auto given = std::make_unique<ITEMIDLIST>(ITEMIDLIST{found->second});
     *list = given.get();
@@ -64,6 +69,5 @@ BOOL SHGetPathFromIDListA(const ITEMIDLIST* list, LPSTR path) {
 void CoTaskMemFree(LPVOID memory) {
     const Call<"CoTaskMemFree"> call;
     Machine& here = machine();
-    if (memory != nullptr && here.shell.specialFolders.lists.erase(memory) == 0)
-        here.misuses.emplace_back("CoTaskMemFree of unknown memory");
+    call.expect(memory == nullptr || here.shell.specialFolders.lists.erase(memory) == 1, "unknown memory");
 }

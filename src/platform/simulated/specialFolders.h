@@ -9,13 +9,15 @@
 
 namespace kovra::simulated {
 
-/// Where the logged-on user finds things: the shell's special folders and the environment.
+/// Where programs find things: the shell's special folders and the environment.
 struct SpecialFolders {
     SpecialFolders();
     ~SpecialFolders();
 
-    /// By CSIDL number; a lookup of one that isn't there fails.
+    /// The logged-on user's and everybody's, by CSIDL number; a lookup of one that isn't there fails.
     std::map<int, std::wstring> paths;
+    /// What LocalSystem has in place of the user's.
+    std::map<int, std::wstring> servicesPaths;
     std::map<std::wstring, std::wstring, Caseless> environment;
 
     /// The item lists that were given out and not freed.
