@@ -317,7 +317,8 @@ BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attribut
         return FALSE;
     const auto pipe = std::make_shared<AnonymousPipe>();
     *readEnd = machine().handles.add(PipeReadEnd{pipe});
-    *writeEnd = machine().handles.add(PipeWriteEnd{pipe, attributes->bInheritHandle != 0});
+    *writeEnd =
+        machine().handles.add(PipeWriteEnd{pipe, attributes != nullptr && attributes->bInheritHandle != 0});
     return TRUE;
 }
 

@@ -98,7 +98,10 @@ std::size_t addFunction(std::string_view name) {
 }
 
 void addMisuse(std::string_view function, std::string_view what) {
-    theMachine->misuses.push_back(std::string{function}.append(": ").append(what));
+    std::vector<std::string>& misuses = theMachine->misuses;
+    std::string misuse = std::string{function}.append(": ").append(what);
+    if (std::find(misuses.begin(), misuses.end(), misuse) == misuses.end()) // a loop repeats it for ever
+        misuses.push_back(std::move(misuse));
 }
 
 bool begin(std::size_t function) {

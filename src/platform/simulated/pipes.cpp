@@ -238,6 +238,7 @@ BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision) {
     const Call<"InitializeSecurityDescriptor"> call;
     if (call.fails() || descriptor == nullptr || revision != SECURITY_DESCRIPTOR_REVISION)
         return FALSE;
+    *static_cast<SECURITY_DESCRIPTOR*>(descriptor) = {};
     static_cast<Descriptor*>(descriptor)->revision = static_cast<BYTE>(revision);
     return TRUE;
 }
@@ -251,14 +252,14 @@ BOOL SetSecurityDescriptorDacl(PVOID descriptor, BOOL present, ACL* list, BOOL) 
     return TRUE;
 }
 
-HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD, DWORD outBufferSize, DWORD, DWORD,
-                        SECURITY_ATTRIBUTES* attributes) {
+HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxInstances, DWORD outBufferSize,
+                        DWORD, DWORD, SECURITY_ATTRIBUTES* attributes) {
     const Call<"CreateNamedPipeA"> call;
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     const std::string_view path{name};
     if (!path.starts_with(Pipes::prefix) || openMode != PIPE_ACCESS_DUPLEX ||
-        pipeMode != (PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT)) {
+        pipeMode != (PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT) || maxInstances > 255) {
         machine().misuses.emplace_back("a pipe of another kind");
         setLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
@@ -309,9 +310,10 @@ BOOL DisconnectNamedPipe(HANDLE handle) {
 }
 
 NTSTATUS NtQueryInformationFile(HANDLE handle, IO_STATUS_BLOCK*, PVOID information, ULONG length,
-                                FILE_INFORMATION_CLASS) {
+                                FILE_INFORMATION_CLASS informationClass) {
     constexpr NTSTATUS invalidHandle = static_cast<NTSTATUS>(0xC0000008);
     const Call<"NtQueryInformationFile"> call;
+    call.expect(informationClass == FilePipeLocalInformation, "information class");
     const Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
     if (pipe == nullptr || length != sizeof(FILE_PIPE_LOCAL_INFORMATION))
         return invalidHandle;

@@ -57,8 +57,7 @@ bool Process::mayEnd(const Process& other) const {
     // A process gives full access to its own user and to LocalSystem. Whoever shares a session is one person
     // here, whose elevated half can't be reached from the other one.
     return debugs || account == Account::localSystem ||
-           (session == other.session &&
-            (other.account == Account::user || (other.account == account && hasAdminRights())));
+           (session == other.session && (other.account == Account::user || other.account == account));
 }
 
 Processes::~Processes() {
