@@ -8,7 +8,8 @@
 
 namespace kovra {
 
-/// The text behind the name of the application's mailslot; the application sets it by a control command.
+/// The text behind the name of the application's mailslot; the application sets it by a control command. With
+/// a "\", a "/" or a 0 in it there is no such slot.
 inline PerProcess<std::wstring> mailslotIndex;
 
 /// Sends the text to the application's mailslot, if there is one. It never waits and tells no failure.

@@ -35,5 +35,27 @@ TEST(Mailslots, AMessageGoesOutWithItsTerminatorAndTellsWhetherTheSlotWasThere) 
     EXPECT_EQ(machine.mailslots.find("kovraMailslot")->messages.size(), 2U);
 }
 
+TEST(Mailslots, TheIndexLengthensTheNameAndLeadsNowhereElse) {
+    InstalledMachine machine;
+    machine.mailslots.make("kovraMailslot");
+    machine.mailslots.make("kovraMailslot3");
+    const std::wstring indexes[] = {L"\\..\\..\\C:\\victim.txt", L"/../../C:/victim.txt",
+                                    L"\\..\\..\\UNC\\host\\share\\victim.txt", L"\\..\\kovraMailslot",
+                                    std::wstring{L"3\0x", 3}};
+    for (const wchar_t* victim : {L"C:\\victim.txt", L"\\\\host\\share\\victim.txt"})
+        machine.files.write(victim, "untouched");
+    for (const std::wstring& index : indexes) {
+        machine.traceLines.clear();
+        machine.inside([&] {
+            *mailslotIndex = index;
+            EXPECT_FALSE(sendMailslotMessage(L"removeTrayIcon"));
+        });
+        EXPECT_THAT(machine.traceLines, ElementsAre("mailslot message sent: removeTrayIcon to slot 0"));
+    }
+    EXPECT_EQ(machine.files.read(L"C:\\victim.txt"), "untouched");
+    EXPECT_EQ(machine.files.read(L"\\\\host\\share\\victim.txt"), "untouched");
+    EXPECT_THAT(machine.mailslots.delivered, IsEmpty());
+}
+
 } // namespace
 } // namespace kovra

@@ -106,6 +106,11 @@ void checkVerbs() {
     ReadFile(slot, message, sizeof message, &size, nullptr);
     checkEqual(hex({message, size}), removeTrayIcon, "setMailslotIndex leads the messages to another slot");
     CloseHandle(slot);
+    const std::string victim = "C:\\victim.txt";
+    writeFile(victim, "untouched");
+    command("setMailslotIndex \\..\\..\\" + victim);
+    command("test");
+    checkEqual(readFile(victim), "untouched", "but not to a file");
     command("setMailslotIndex");
 
     Sleep(startDelayMs);

@@ -2,6 +2,8 @@
 
 #include "platform/simulated/machine.h"
 
+#include <algorithm>
+
 namespace kovra::simulated {
 
 HANDLE Handles::add(KernelObject object) {
@@ -191,6 +193,34 @@ BOOL CloseHandle(HANDLE handle) {
     return closed;
 }
 
+namespace {
+
+/// What a path leads to. One below "\\.\" is a device's: there "/" is a "\", empty names and "." count for
+/// nothing, and ".." takes the name before it back, a device's own as well; "C:" and "UNC" lead to files.
+std::string resolveDevice(std::string_view path) {
+    constexpr std::string_view devices = "\\\\.\\";
+    if (!path.starts_with(devices))
+        return std::string{path};
+    std::vector<std::string_view> names;
+    for (std::string_view rest = path.substr(devices.size()); !rest.empty();) {
+        const std::size_t end = std::min(rest.find_first_of("\\/"), rest.size());
+        const std::string_view name = rest.substr(0, end);
+        if (name == ".." && !names.empty())
+            names.pop_back();
+        else if (!name.empty() && name != "." && name != "..")
+            names.push_back(name);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    std::string result;
+    for (const std::string_view name : names)
+        result.append(result.empty() ? "" : "\\").append(name);
+    if (result.size() > 1 && result[1] == ':')
+        return result;
+    return result.starts_with("UNC\\") ? "\\\\" + result.substr(4) : std::string{devices} + result;
+}
+
+} // namespace
+
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes, DWORD disposition,
                    DWORD flags, HANDLE templateFile) {
     constexpr DWORD harmlessFlags = FILE_ATTRIBUTE_NORMAL | 0x02200000; // links as such, folders
@@ -200,7 +230,8 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     Machine& here = machine();
-    const std::string_view path{name};
+    const std::string resolved = resolveDevice(name);
+    const std::string_view path = resolved;
     if (path.starts_with(Mailslots::prefix)) {
         const auto slot = here.mailslots.find(path.substr(Mailslots::prefix.size()));
         call.expect(access == GENERIC_WRITE && disposition == OPEN_EXISTING, "a mailslot's access");
