@@ -20,9 +20,16 @@ static_assert(messageBufferSize == maxMessageSize + 1, "a read never reaches the
 constexpr DWORD messagePatienceMs = 5000; // from the connection to a whole message
 constexpr DWORD replyPatienceMs = 2000;   // from the reply to its reading
 
+/// A reply that its client has not been seen to read.
+struct StandingReply {
+    DWORD size;
+    DWORD since; ///< tick count
+};
+
 struct ControlPipe {
     FileHandle handle;
     HGLOBAL securityDescriptor = nullptr;
+    std::optional<StandingReply> standingReply;
     /// Tick count at which the connected client was first seen without a message; empty without such a
     /// client.
     std::optional<DWORD> silentSince;
@@ -35,6 +42,7 @@ PerProcess<ControlPipe> controlPipe;
 void dropClient() {
     DisconnectNamedPipe(controlPipe->handle.get());
     controlPipe->silentSince.reset();
+    controlPipe->standingReply.reset();
 }
 
 /// Frees the instance from a client that has gone away, or that lets it wait too long for a message.
@@ -47,8 +55,6 @@ void dropIdleClient(DWORD readError) {
             controlPipe->silentSince = now;
         else if (now - *controlPipe->silentSince >= messagePatienceMs)
             dropClient();
-    } else {
-        controlPipe->silentSince.reset();
     }
 }
 
@@ -71,7 +77,7 @@ std::optional<PipeUse> queryPipe() {
                    information.OutboundQuota - information.WriteQuotaAvailable};
 }
 
-bool isReplyUnread(DWORD replySize) {
+bool isUnread(DWORD replySize) {
     const std::optional<PipeUse> use = queryPipe();
     if (!use)
         return true;
@@ -80,14 +86,6 @@ bool isReplyUnread(DWORD replySize) {
     // Where the quota isn't told a client counts as reading until it closes. Where it is, more than the reply
     // is the client's next read.
     return !controlPipe->quotaIsTold || (use->used != 0 && use->used <= replySize);
-}
-
-/// Waits until the client has read the reply, for at most two seconds. FlushFileBuffers would do so without
-/// any limit, and its wait can't be ended from outside on every Windows.
-void waitUntilRead(DWORD replySize) {
-    const DWORD start = GetTickCount();
-    while (isReplyUnread(replySize) && GetTickCount() - start < replyPatienceMs)
-        Sleep(1);
 }
 
 } // namespace
@@ -110,8 +108,18 @@ void createPipe(const char* name) {
         static_cast<void>(queryPipe());
 }
 
+bool isReplyStanding() {
+    const std::optional<StandingReply> reply = controlPipe->standingReply;
+    if (!reply)
+        return false;
+    if (isUnread(reply->size) && GetTickCount() - reply->since < replyPatienceMs)
+        return true;
+    dropClient();
+    return false;
+}
+
 void servicePipe() {
-    if (!controlPipe->handle)
+    if (!controlPipe->handle || isReplyStanding())
         return;
     HANDLE pipe = controlPipe->handle.get();
     char buffer[messageBufferSize]{};
@@ -129,8 +137,10 @@ void servicePipe() {
     std::copy_n(reply.data(), replySize, buffer);
     DWORD written = 0;
     WriteFile(pipe, buffer, replySize, &written, nullptr);
-    waitUntilRead(replySize);
-    dropClient();
+    // FlushFileBuffers would wait for the client without any limit. One that waits in its read has got the
+    // reply by the writing and goes at once; another one has the next passes to read it in.
+    controlPipe->standingReply = {replySize, GetTickCount()};
+    static_cast<void>(isReplyStanding());
 }
 
 void closePipe() {

@@ -16,6 +16,7 @@ namespace kovra {
 namespace {
 
 constexpr DWORD loopWaitMs = 200; // the pace of the whole service
+constexpr DWORD replyLookMs = 10; // between two looks whether the answer to `exit` has been read
 
 /// What the main thread, the dispatcher thread and the service thread share. There is no lock: all but the
 /// service's state is written before the event or the call that lets another thread read it.
@@ -98,6 +99,10 @@ bool serviceTick() {
 void runMainLoop() {
     while (serviceTick() &&
            WaitForSingleObject(service->stopRequestedEvent.get(), loopWaitMs) == WAIT_TIMEOUT) {
+    }
+    // Behind `exit` its answer has its time to be read. A stop doesn't wait for a client, then or before.
+    while (isReplyStanding() &&
+           WaitForSingleObject(service->stopRequestedEvent.get(), replyLookMs) == WAIT_TIMEOUT) {
     }
 }
 

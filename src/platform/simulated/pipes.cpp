@@ -70,7 +70,9 @@ struct Talk : std::enable_shared_from_this<Talk> {
         : machine(theMachine),
           client(theMachine),
           message(std::move(theMessage)),
-          manner(theManner) {}
+          manner(theManner) {
+        client.readSize = manner.readSize;
+    }
 
     void after(std::uint64_t milliseconds, void (Talk::*step)()) {
         if (milliseconds != Scheduler::never)
@@ -327,13 +329,13 @@ NTSTATUS NtQueryInformationFile(HANDLE handle, IO_STATUS_BLOCK*, PVOID informati
     result.WriteQuotaAvailable = pipe->outQuota;
     if (pipe->state != Pipe::State::connected)
         return 0;
-    // What waits for the client counts against the quota, and so does what a client that waits in its read
-    // has asked for, up to the whole quota.
+    // What waits for the client is charged to the quota, and so is what a client that waits in its read asks
+    // for, up to the whole quota.
     ULONG used = 0;
     for (const std::string& reply : pipe->toClient)
         used += static_cast<ULONG>(reply.size());
     if (pipe->client->onReply)
-        used = pipe->outQuota;
+        used = pipe->client->readSize;
     result.WriteQuotaAvailable = pipe->outQuota - std::min(used, pipe->outQuota);
     return 0;
 }

@@ -53,6 +53,8 @@ public:
 
     /// A client that waits in its read gets the reply the moment it is written.
     std::function<void(const std::string&)> onReply;
+    /// The bytes that its reads ask for. One that asks for less than the reply reads on at once.
+    std::uint32_t readSize = 100;
     /// The service has dropped the connection.
     std::function<void()> onDropped;
 
@@ -69,6 +71,7 @@ struct ClientManner {
     std::uint64_t writesAfter = 0;             ///< `Scheduler::never`: stays silent
     std::optional<std::uint64_t> readsAfter{}; ///< empty: waits in its read; `Scheduler::never`: never reads
     bool readsOn = false;                      ///< goes on reading behind the reply, waiting for the end
+    std::uint32_t readSize = 100;              ///< bytes that each of its reads asks for
     std::uint64_t closesAfter = 0;             ///< behind the reply; `Scheduler::never`: never
     std::optional<std::uint64_t> vanishesAfter{}; ///< behind the connection, whatever the state
     std::uint64_t patienceMs = 60'000;            ///< for how long it tries to connect
