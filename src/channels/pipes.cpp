@@ -1,9 +1,11 @@
 #include "channels/pipes.h"
 
 #include "channels/incomingCommands.h"
+#include "channels/pipeClient.h"
 #include "platform/handles.h"
 #include "platform/perProcess.h"
 #include "support/text.h"
+#include "support/trace.h"
 
 #include <algorithm>
 #include <optional>
@@ -127,6 +129,12 @@ void servicePipe() {
     ConnectNamedPipe(pipe, nullptr);
     if (!ReadFile(pipe, buffer, maxMessageSize, &size, nullptr)) {
         dropIdleClient(GetLastError());
+        return;
+    }
+    // The access list admits everybody, and Windows lets clients come over the network, too.
+    if (!isClientLocal(pipe)) {
+        dropClient();
+        writeLog(L"Pipe message refused, its sender is not known to be on this machine");
         return;
     }
     std::wstring message;

@@ -205,6 +205,66 @@ TEST(Pipes, AfterAnyBadClientTheNextGoodOneIsServedWithinEightSecondsAndTheLoopH
     }
 }
 
+TEST(Pipes, OnlyProgramsOnTheMachineAreListenedTo) {
+    using enum simulated::ImpersonationLevel;
+    const auto machineWith = [](DWORD windows, const char* failing) {
+        auto machine = std::make_unique<PipeMachine>();
+        machine->version.major = windows;
+        if (failing != nullptr)
+            machine->fail(failing, ERROR_ACCESS_DENIED);
+        return machine;
+    };
+
+    struct {
+        simulated::ClientIdentity client;
+        DWORD windows;
+        const char* failing;
+        bool served;
+    } const rows[] = {
+        {{false, impersonation}, 6, "GetProcAddress", true},
+        {{false, identification}, 5, nullptr, true},
+        {{false, anonymous}, 6, nullptr, true},
+        {{false, anonymous}, 5, nullptr, false},
+        {{true, impersonation}, 5, nullptr, false},
+        {{true, identification}, 6, nullptr, false},
+        {{true, anonymous}, 5, nullptr, false},
+        {{true, anonymous}, 6, nullptr, false},
+        {{true, anonymous}, 6, "GetNamedPipeClientComputerNameA", false},
+        {{true, impersonation}, 6, "ImpersonateNamedPipeClient", false},
+        {{true, impersonation}, 6, "CheckTokenMembership", false},
+        {{false, impersonation}, 5, "ImpersonateNamedPipeClient", false},
+        {{false, impersonation}, 6, "CheckTokenMembership", true},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+        const auto machine = machineWith(row.windows, row.failing);
+        const std::size_t handles = machine->handles.count();
+        // It may be gone by the time it is looked at.
+        for (const ClientManner& manner : {ClientManner{.identity = row.client},
+                                           ClientManner{.vanishesAfter = 1, .identity = row.client}}) {
+            machine->play(10);
+            machine->traceLines.clear();
+            const auto talk = machine->pipes.say("hello", manner);
+            machine->play(1000);
+            EXPECT_EQ(talk->reply, row.served && !manner.vanishesAfter ? "OK" : "");
+            EXPECT_EQ(machine->commands().size(), row.served ? 1U : 0U);
+            EXPECT_EQ(
+                machine->timesTraced("Pipe message refused, its sender is not known to be on this machine"),
+                row.served ? 0U : 1U);
+        }
+        EXPECT_EQ(machine->handles.count(), handles);
+        machine->stopService();
+    }
+    // Who can't put a stranger's name off again does nothing at all in it.
+    const auto machine = machineWith(6, "RevertToSelf");
+    machine->pipes.say("hello");
+    machine->play(1000);
+    EXPECT_FALSE(machine->serviceRuns());
+    EXPECT_THAT(machine->commands(), IsEmpty());
+    EXPECT_THAT(machine->misuses, IsEmpty());
+}
+
 TEST(Pipes, AThousandCommandsInARowAreEachAnsweredOnce) {
     PipeMachine machine;
     machine.keepHappenings = false;

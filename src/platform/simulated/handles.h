@@ -5,6 +5,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -37,6 +38,7 @@ struct OpenedProcess {
 
 struct Token {
     DWORD access;
+    std::optional<ClientIdentity> client{}; ///< empty: a process's own token
 };
 
 struct OpenPipe {

@@ -107,6 +107,7 @@ void addMisuse(std::string_view function, std::string_view what) {
 bool begin(std::size_t function) {
     Machine& here = *theMachine;
     ++here.calls_[function];
+    here.noteImpersonation(function);
     return here.callMayFail(function);
 }
 
@@ -127,6 +128,17 @@ Machine::~Machine() {
     if (atEnd != nullptr)
         atEnd(*this);
     theMachine = nullptr;
+}
+
+/// What a thread does in a client's name is done with the client's rights, which is never meant but for
+/// these.
+void Machine::noteImpersonation(std::size_t function) {
+    const Thread& thread = *currentThread();
+    if (!thread.impersonated || thread.process()->ended)
+        return;
+    const std::string& name = functionNames()[function];
+    if (name != "OpenThreadToken" && name != "RevertToSelf" && name != "TerminateProcess")
+        misuses.push_back(name + " in a client's name");
 }
 
 bool Machine::callMayFail(std::size_t function) {

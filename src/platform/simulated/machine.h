@@ -129,6 +129,7 @@ private:
     std::vector<std::uint64_t> calls_; // by function index
     std::vector<Failure> failures_;    // by function index
     bool callMayFail(std::size_t function);
+    void noteImpersonation(std::size_t function);
 };
 
 } // namespace kovra::simulated

@@ -13,6 +13,7 @@ struct PipeServer {
         PipeClient* client = std::exchange(pipe.client, nullptr);
         pipe.toServer.clear();
         pipe.toClient.clear();
+        pipe.hasRead = false;
         if (client == nullptr)
             return;
         client->pipe_.reset();
@@ -27,6 +28,7 @@ bool PipeClient::connect(std::string_view name) {
         return false;
     pipe->state = Pipe::State::connected;
     pipe->client = this;
+    pipe->clientIdentity = identity;
     pipe_ = pipe;
     return true;
 }
@@ -72,6 +74,7 @@ struct Talk : std::enable_shared_from_this<Talk> {
           message(std::move(theMessage)),
           manner(theManner) {
         client.readSize = manner.readSize;
+        client.identity = manner.identity;
     }
 
     void after(std::uint64_t milliseconds, void (Talk::*step)()) {
@@ -159,6 +162,7 @@ BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
         }
         return FALSE;
     }
+    pipe.hasRead = true;
     std::string& message = pipe.toServer.front();
     read = static_cast<DWORD>(std::min<std::size_t>(size, message.size()));
     std::memcpy(buffer, message.data(), read);

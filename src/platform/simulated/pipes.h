@@ -28,6 +28,8 @@ struct Pipe {
     std::deque<std::string> toServer;
     std::deque<std::string> toClient;
     PipeClient* client = nullptr;
+    ClientIdentity clientIdentity; ///< of the client that is connected, or has last been
+    bool hasRead = false;          ///< the server has read from the connection
 };
 
 /// A client's end of a pipe. None of its calls waits.
@@ -55,6 +57,7 @@ public:
     std::function<void(const std::string&)> onReply;
     /// The bytes that its reads ask for. One that asks for less than the reply reads on at once.
     std::uint32_t readSize = 100;
+    ClientIdentity identity;
     /// The service has dropped the connection.
     std::function<void()> onDropped;
 
@@ -75,6 +78,7 @@ struct ClientManner {
     std::uint64_t closesAfter = 0;             ///< behind the reply; `Scheduler::never`: never
     std::optional<std::uint64_t> vanishesAfter{}; ///< behind the connection, whatever the state
     std::uint64_t patienceMs = 60'000;            ///< for how long it tries to connect
+    ClientIdentity identity{};
 };
 
 /// What became of one conversation.

@@ -301,6 +301,10 @@ BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
     call.expect(exitCode == 0, "exit code");
     if (call.fails())
         return FALSE;
+    if (handle == GetCurrentProcess()) {
+        machine().processes.end(currentThread()->process()->id);
+        throw ProcessEnded{};
+    }
     const OpenedProcess* opened = machine().handles.find<OpenedProcess>(handle);
     if (opened == nullptr)
         return FALSE;

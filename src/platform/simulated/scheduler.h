@@ -1,11 +1,13 @@
 #pragma once
 
+#include "platform/simulated/clientIdentity.h"
 #include "platform/simulated/win32.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <semaphore>
 #include <thread>
 #include <vector>
@@ -26,6 +28,7 @@ public:
     [[nodiscard]] bool ended() const { return ended_; }
 
     DWORD lastError = 0;
+    std::optional<ClientIdentity> impersonated; ///< in whose name it acts; empty: in the process's
 
 private:
     friend class Scheduler;

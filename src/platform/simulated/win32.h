@@ -34,9 +34,12 @@ using WPARAM = UINT_PTR;
 using LPARAM = LONG_PTR;
 using LRESULT = LONG_PTR;
 using PSID = void*;
+using HMODULE = void*;
 
 #define WINAPI
 #define CALLBACK
+
+using FARPROC = LONG_PTR(WINAPI*)();
 
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
@@ -56,16 +59,22 @@ constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_BROKEN_PIPE = 109;
 constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+constexpr DWORD ERROR_PIPE_LOCAL = 229;
 constexpr DWORD ERROR_PIPE_BUSY = 231;
 constexpr DWORD ERROR_NO_DATA = 232;
 constexpr DWORD ERROR_PIPE_NOT_CONNECTED = 233;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_PIPE_CONNECTED = 535;
 constexpr DWORD ERROR_PIPE_LISTENING = 536;
+constexpr DWORD ERROR_NO_TOKEN = 1008;
 constexpr DWORD ERROR_SERVICE_DOES_NOT_EXIST = 1060;
 constexpr DWORD ERROR_FAILED_SERVICE_CONTROLLER_CONNECT = 1063;
 constexpr DWORD ERROR_SERVICE_MARKED_FOR_DELETE = 1072;
 constexpr DWORD ERROR_SERVICE_EXISTS = 1073;
+constexpr DWORD ERROR_NO_IMPERSONATION_TOKEN = 1309;
+constexpr DWORD ERROR_BAD_IMPERSONATION_LEVEL = 1346;
+constexpr DWORD ERROR_CANT_OPEN_ANONYMOUS = 1347;
+constexpr DWORD ERROR_CANNOT_IMPERSONATE = 1368;
 constexpr DWORD ERROR_INVALID_NAME = 123;
 
 DWORD GetLastError();
@@ -147,6 +156,9 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token);
 BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid);
 BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* state, DWORD length,
                            TOKEN_PRIVILEGES* previous, DWORD* returnLength);
+
+HMODULE GetModuleHandleA(LPCSTR name);
+FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 
 struct STARTUPINFOA {
     DWORD cb;
@@ -272,6 +284,26 @@ HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxIn
                         DWORD inBufferSize, DWORD defaultTimeOut, SECURITY_ATTRIBUTES* attributes);
 BOOL ConnectNamedPipe(HANDLE pipe, OVERLAPPED* overlapped);
 BOOL DisconnectNamedPipe(HANDLE pipe);
+
+struct SID_IDENTIFIER_AUTHORITY {
+    BYTE Value[6];
+};
+
+struct SID {
+    BYTE Revision;
+    BYTE SubAuthorityCount;
+    SID_IDENTIFIER_AUTHORITY IdentifierAuthority;
+    DWORD SubAuthority[1];
+};
+
+constexpr BYTE SID_REVISION = 1;
+constexpr SID_IDENTIFIER_AUTHORITY SECURITY_NT_AUTHORITY{{0, 0, 0, 0, 0, 5}};
+constexpr DWORD SECURITY_NETWORK_RID = 2;
+BOOL ImpersonateNamedPipeClient(HANDLE pipe);
+BOOL RevertToSelf();
+HANDLE GetCurrentThread();
+BOOL OpenThreadToken(HANDLE thread, DWORD access, BOOL openAsSelf, HANDLE* token);
+BOOL CheckTokenMembership(HANDLE token, PSID sid, BOOL* isMember);
 
 struct IO_STATUS_BLOCK {
     union {
