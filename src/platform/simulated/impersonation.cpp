@@ -55,6 +55,11 @@ BOOL CheckTokenMembership(HANDLE handle, PSID sid, BOOL* isMember) {
     constexpr SID network{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_NETWORK_RID}};
     if (std::memcmp(sid, &network, sizeof network) != 0)
         machine().misuses.emplace_back("membership asked of an unknown group");
+    if (handle == nullptr) { // the thread's own token
+        const auto& impersonated = currentThread()->impersonated;
+        *isMember = impersonated && impersonated->overNetwork;
+        return TRUE;
+    }
     const Token* token = machine().handles.find<Token>(handle);
     if (token == nullptr)
         return FALSE;
