@@ -34,8 +34,8 @@ target_link_libraries(kovraLauncher PRIVATE windowsSettings
     ntdll advapi32 shell32 ole32 oleaut32 user32 kernel32 uuid)
 
 function(addProductLibrary name)
-    add_library(${name} SHARED "${root}/libraries/${name}/${name}.cpp" "${root}/libraries/${name}/${name}.def"
-        "${runtime}")
+    file(GLOB sources CONFIGURE_DEPENDS "${root}/libraries/${name}/*.cpp")
+    add_library(${name} SHARED ${sources} "${root}/libraries/${name}/${name}.def" "${runtime}")
     # The exports bear their plain names, without the stdcall marks.
     target_link_options(${name} PRIVATE -Wl,--enable-stdcall-fixup)
     target_link_libraries(${name} PRIVATE windowsSettings ${ARGN})
@@ -49,9 +49,11 @@ endif()
 
 # The program that checks the real executable on a Windows; built on demand.
 file(GLOB checkSources CONFIGURE_DEPENDS "${root}/tests/windows/*.cpp")
+# What no program but the service comes to is checked directly.
+list(APPEND checkSources "${root}/libraries/sess/logonEnd.cpp" "${root}/libraries/sess/sessionFacts.cpp")
 add_executable(windowsChecks WIN32 EXCLUDE_FROM_ALL ${checkSources})
-target_include_directories(windowsChecks PRIVATE "${root}")
+target_include_directories(windowsChecks PRIVATE "${root}" "${root}/src")
 target_compile_definitions(windowsChecks PRIVATE _WIN32_WINNT=0x0501 NOMINMAX)
 target_compile_options(windowsChecks PRIVATE -O1 -Wall -Wextra -Wpedantic -Wconversion -Werror)
 target_link_options(windowsChecks PRIVATE -static -s)
-target_link_libraries(windowsChecks PRIVATE advapi32 shell32 ole32 uuid)
+target_link_libraries(windowsChecks PRIVATE wtsapi32 advapi32 shell32 ole32 uuid)

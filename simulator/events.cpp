@@ -155,6 +155,10 @@ constexpr Event events[] = {
     {"user logs off [in SESSION]",
      [](World& world, const Arguments& arguments) { sessions(world).logOff(world.sessionIn(arguments)); }},
     {"user profile PATH", setUserProfile},
+    {"terminal services on|off",
+     [](World& world, const Arguments& arguments) {
+         sessions(world).terminalServices = arguments.has("on");
+     }},
     {"logon screen up|down [in SESSION]",
      [](World& world, const Arguments& arguments) {
          const DWORD session = world.sessionIn(arguments);
@@ -171,14 +175,13 @@ constexpr Event events[] = {
          const auto session = static_cast<DWORD>(arguments.number("SESSION"));
          arguments.has("opens") ? sessions(world).open(session) : sessions(world).close(session);
      }},
-    {"console none", [](World& world, const Arguments&) { sessions(world).active = -1; }},
+    {"console none", [](World& world, const Arguments&) { sessions(world).switchTo(-1); }},
     {"console SESSION",
-     [](World& world, const Arguments& arguments) { sessions(world).active = arguments.number("SESSION"); }},
-    {"process NAME starts [in SESSION] [as admin]",
+     [](World& world, const Arguments& arguments) { sessions(world).switchTo(arguments.number("SESSION")); }},
+    {"process NAME starts [in SESSION] [as admin|system]",
      [](World& world, const Arguments& arguments) {
          world.machine.processes.start(arguments.text("NAME"), world.sessionIn(arguments),
-                                       arguments.has("as") ? simulated::Account::administrator
-                                                           : simulated::Account::user);
+                                       accountOf(arguments.text("as")));
      }},
     {"process NAME ends [in SESSION]",
      [](World& world, const Arguments& arguments) {

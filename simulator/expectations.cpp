@@ -28,7 +28,7 @@ Verdict isThere(const Arguments& arguments, bool there) {
 
 std::string describe(const Process& process) {
     return process.name + " in session " + std::to_string(process.session) + " as " +
-           (process.hasAdminRights() ? "admin" : "user") + " with " + quoted(process.arguments);
+           nameOf(process.account) + " with " + quoted(process.arguments);
 }
 
 /// The processes of the name, in the session and with the rights that the line may give.
@@ -40,8 +40,7 @@ std::vector<const Process*> matching(const World& world, std::string_view name, 
             continue;
         seen += (seen.empty() ? "" : ", ") + describe(*process);
         const bool inSession = !arguments.has("in") || process->session == world.sessionIn(arguments);
-        const bool withRights =
-            !arguments.has("as") || process->hasAdminRights() == (arguments.text("as") == "admin");
+        const bool withRights = !arguments.has("as") || process->account == accountOf(arguments.text("as"));
         const bool withArguments = !arguments.has("with") || process->arguments == arguments.text("with");
         if (inSession && withRights && withArguments)
             found.push_back(process);
@@ -242,7 +241,11 @@ Verdict servicesUnchanged(World& world, const Arguments&) {
     return {services == world.beginning->services, seen};
 }
 
-/// Nothing was misused, and nothing is open that the launcher should have let go.
+/// How long somebody who has logged on may have an application of SYSTEM's on his desktop.
+constexpr std::uint64_t systemPatienceMs = 12'000;
+
+/// Nothing was misused, nothing is open that the launcher should have let go, and no application of SYSTEM's
+/// was left to a user.
 Verdict isClean(World& world, const Arguments&) {
     const simulated::Machine& machine = world.machine;
     std::string seen;
@@ -252,6 +255,8 @@ Verdict isClean(World& world, const Arguments&) {
         if (count > 0)
             seen += "\n      " + std::to_string(count) + " " + what + " open";
     };
+    if (const std::uint64_t longest = world.systemOnDesktop.longest(machine); longest > systemPatienceMs)
+        seen += "\n      SYSTEM's application on an open desktop for " + formatTime(longest);
     tell("registry keys", machine.registry.openHandles());
     tell("service manager handles", static_cast<std::size_t>(machine.services.openHandles));
     tell("item lists", machine.shell.specialFolders.lists.size());
@@ -263,9 +268,9 @@ Verdict isClean(World& world, const Arguments&) {
 }
 
 constexpr Expectation expectations[] = {
-    {"application runs [in SESSION] [as admin|user] [with TEXT]", applicationRuns},
+    {"application runs [in SESSION] [as user|admin|system] [with TEXT]", applicationRuns},
     {"application gone", applicationGone},
-    {"process NAME runs [in SESSION] [as admin|user] [times NUMBER]", processRuns},
+    {"process NAME runs [in SESSION] [as user|admin|system] [times NUMBER]", processRuns},
     {"process NAME gone [in SESSION]", processGone},
     {"client NAME answered|unanswered|dropped|connected", clientFared},
     {"traced LINES", shownInOrder<true>},

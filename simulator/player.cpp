@@ -95,6 +95,7 @@ private:
     void observe(const simulated::Happening& happening) {
         const std::string text = world_.fromBytes(happening.text);
         printer_.happened(happening.at, happening.side, text);
+        world_.systemOnDesktop.look(world_.machine);
         world_.happenings.push_back({happening.at, happening.side, text});
         if (happening.side != simulated::Side::trace)
             return;

@@ -9,6 +9,33 @@
 
 namespace kovra::simulation {
 
+std::string nameOf(simulated::Account account) {
+    if (account == simulated::Account::localSystem)
+        return "system";
+    return account == simulated::Account::administrator ? "admin" : "user";
+}
+
+simulated::Account accountOf(std::string_view name) {
+    if (name == "system")
+        return simulated::Account::localSystem;
+    return name == "admin" ? simulated::Account::administrator : simulated::Account::user;
+}
+
+void SystemOnDesktop::look(const simulated::Machine& machine) {
+    const simulated::Process* application = machine.processes.find("kovra.exe");
+    if (application != nullptr && application->account == simulated::Account::localSystem &&
+        machine.sessions.isDesktopOpen(application->session)) {
+        since_ = since_.value_or(machine.scheduler.now());
+    } else {
+        longest_ = longest(machine);
+        since_.reset();
+    }
+}
+
+std::uint64_t SystemOnDesktop::longest(const simulated::Machine& machine) const {
+    return std::max(longest_, since_ ? machine.scheduler.now() - *since_ : 0);
+}
+
 World::World() {
     machine.keepHappenings = false;
     machine.version = *findWindows("10");

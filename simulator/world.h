@@ -29,6 +29,24 @@ struct Beginning {
     std::vector<simulated::Service> services;
 };
 
+/// Whose rights a process has, as a scenario says it: `user`, `admin` or `system`.
+[[nodiscard]] std::string nameOf(simulated::Account account);
+/// Without a name a user's.
+[[nodiscard]] simulated::Account accountOf(std::string_view name);
+
+/// Follows how long the application runs as LocalSystem on the open desktop of somebody who is logged on.
+class SystemOnDesktop {
+public:
+    /// Looks at the machine, at each thing that happens on it.
+    void look(const simulated::Machine& machine);
+    /// The longest time without a break, in milliseconds.
+    [[nodiscard]] std::uint64_t longest(const simulated::Machine& machine) const;
+
+private:
+    std::optional<std::uint64_t> since_;
+    std::uint64_t longest_ = 0;
+};
+
 /// A machine and all that a scenario keeps beside it.
 struct World {
     World();
@@ -41,6 +59,7 @@ struct World {
     /// What has happened since the last `from here`, its texts in UTF-8.
     std::vector<simulated::Happening> happenings;
     std::optional<Beginning> beginning;
+    SystemOnDesktop systemOnDesktop;
 
     simulated::Machine machine; // the last member: it goes first
 

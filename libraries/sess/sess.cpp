@@ -1,16 +1,17 @@
+#include "libraries/sess/logonEnd.h"
 #include "libraries/sess/rights.h"
+#include "libraries/sess/sessionFacts.h"
 #include "platform/handles.h"
 #include "platform/win32.h"
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <utility>
 
 #include <userenv.h>
-#include <wtsapi32.h>
 
 // sess.dll: which session is at the console, whether a shell runs in a session, and the start of a program in
-// a session with the rights that `rightsFor` settles. It is called by the service, which runs as LocalSystem.
+// a session on the token that `tokenFor` settles. It is called by the service, which runs as LocalSystem.
 
 namespace kovra::sess {
 namespace {
@@ -26,30 +27,6 @@ struct EnvironmentKind {
 };
 
 using EnvironmentBlock = OwnedHandle<EnvironmentKind>;
-
-/// The file name in a process entry; some versions of Windows put the folder before it.
-const char* fileNameOf(const PROCESSENTRY32& entry) {
-    const char* const backslash = std::strrchr(entry.szExeFile, '\\');
-    return backslash != nullptr ? backslash + 1 : entry.szExeFile;
-}
-
-/// No as well when the processes can't be listed.
-bool runsInSession(const char* fileName, LONG sessionId) {
-    const SnapshotHandle snapshot{CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0)};
-    if (!snapshot)
-        return false;
-    PROCESSENTRY32 entry{};
-    entry.dwSize = sizeof entry;
-    for (BOOL found = Process32First(snapshot.get(), &entry); found != FALSE;
-         found = Process32Next(snapshot.get(), &entry)) {
-        DWORD processSession = 0;
-        if (_stricmp(fileNameOf(entry), fileName) == 0 &&
-            ProcessIdToSessionId(entry.th32ProcessID, &processSession) != FALSE &&
-            processSession == static_cast<DWORD>(sessionId))
-            return true;
-    }
-    return false;
-}
 
 void enablePrivilege(HANDLE token, const char* name) {
     TOKEN_PRIVILEGES privileges{};
@@ -70,74 +47,46 @@ void enableOwnPrivileges() {
     enablePrivilege(token.get(), SE_INCREASE_QUOTA_NAME);
 }
 
-/// Whether a process on this token has admin rights: membership that is there but filtered out doesn't count.
-bool isAdministrator(HANDLE token) {
-    KernelHandle impersonation; // CheckTokenMembership takes no primary token
-    if (DuplicateTokenEx(token, TOKEN_QUERY, nullptr, SecurityIdentification, TokenImpersonation,
-                         impersonation.out()) == FALSE)
-        return false;
-    BYTE administrators[SECURITY_MAX_SID_SIZE];
-    DWORD size = sizeof administrators;
-    BOOL member = FALSE;
-    return CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &size) != FALSE &&
-           CheckTokenMembership(impersonation.get(), administrators, &member) != FALSE && member != FALSE;
-}
-
-/// The token linked to a user's own, ready to start a process on; empty where there is none.
-KernelHandle linkedToken(HANDLE userToken) {
-    TOKEN_LINKED_TOKEN linked{};
-    DWORD size = 0;
-    if (GetTokenInformation(userToken, TokenLinkedToken, &linked, sizeof linked, &size) == FALSE)
-        return {};
-    const KernelHandle owned{linked.LinkedToken};
-    // Without the right to act as the system the link is good for questions only, and there is no copy of it.
-    KernelHandle primary;
-    if (DuplicateTokenEx(owned.get(), MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary,
-                         primary.out()) == FALSE)
-        return {};
-    return primary;
-}
-
-struct UserTokens {
-    SessionUser user = SessionUser::Unknown;
-    KernelHandle own;
-    KernelHandle elevated;
-};
-
-UserTokens userOf(LONG sessionId) {
-    UserTokens tokens;
-    if (WTSQueryUserToken(static_cast<ULONG>(sessionId), tokens.own.out()) == FALSE) {
-        if (GetLastError() == ERROR_NO_TOKEN)
-            tokens.user = SessionUser::Nobody;
-        return tokens;
+/// Whether every user's programs have this privilege. They get by with these, and so does one that somebody
+/// who hasn't logged on may get hold of; all others of the service's would make the machine his.
+bool isEveryUsers(const LUID_AND_ATTRIBUTES& privilege) {
+    for (const char* name : {"SeChangeNotifyPrivilege", "SeShutdownPrivilege", "SeUndockPrivilege",
+                             "SeIncreaseWorkingSetPrivilege", "SeTimeZonePrivilege"}) {
+        LUID kept{}; // an old Windows lacks some
+        if (LookupPrivilegeValueA(nullptr, name, &kept) != FALSE && kept.LowPart == privilege.Luid.LowPart &&
+            kept.HighPart == privilege.Luid.HighPart)
+            return true;
     }
-    tokens.user = SessionUser::Ordinary;
-    if (isAdministrator(tokens.own.get())) {
-        tokens.user = SessionUser::ElevatedAdmin;
-        return tokens;
-    }
-    tokens.elevated = linkedToken(tokens.own.get());
-    // Other groups of rights are split in two as well: the linked token need not be an administrator's.
-    if (tokens.elevated && isAdministrator(tokens.elevated.get()))
-        tokens.user = SessionUser::AdminWithLinkedToken;
-    return tokens;
+    return false;
 }
 
-/// A copy of the service's own token that belongs to the session; empty when it can't be had.
+/// A copy of the service's own token that belongs to the session, without the service's privileges; empty,
+/// with the reason as the last error, when it can't be had.
 KernelHandle serviceTokenIn(LONG sessionId) {
+    constexpr DWORD access =
+        TOKEN_QUERY | TOKEN_DUPLICATE | TOKEN_ASSIGN_PRIMARY | TOKEN_ADJUST_DEFAULT | TOKEN_ADJUST_SESSIONID;
+    constexpr std::size_t mostPrivileges = 64;
+    alignas(TOKEN_PRIVILEGES) BYTE buffer[sizeof(DWORD) + mostPrivileges * sizeof(LUID_AND_ATTRIBUTES)];
+    auto* const held = reinterpret_cast<TOKEN_PRIVILEGES*>(buffer);
     KernelHandle own;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_DUPLICATE | TOKEN_QUERY, own.out()) == FALSE)
+    DWORD size = 0;
+    if (OpenProcessToken(GetCurrentProcess(), access, own.out()) == FALSE ||
+        GetTokenInformation(own.get(), TokenPrivileges, held, sizeof buffer, &size) == FALSE)
         return {};
+    LUID_AND_ATTRIBUTES* const first = held->Privileges;
+    const auto given = std::remove_if(first, first + held->PrivilegeCount, isEveryUsers) - first;
+
     KernelHandle moved;
     auto session = static_cast<DWORD>(sessionId);
-    if (DuplicateTokenEx(own.get(), MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary,
-                         moved.out()) == FALSE ||
+    if (CreateRestrictedToken(own.get(), 0, 0, nullptr, static_cast<DWORD>(given), first, 0, nullptr,
+                              moved.out()) == FALSE ||
         SetTokenInformation(moved.get(), TokenSessionId, &session, sizeof session) == FALSE)
         return {};
     return moved;
 }
 
-KernelHandle tokenFor(StartToken choice, UserTokens& tokens, LONG sessionId) {
+/// Empty, with the reason as the last error, where there is no such token.
+KernelHandle takeToken(StartToken choice, UserTokens& tokens, LONG sessionId) {
     switch (choice) {
     case StartToken::User:
         return std::move(tokens.own);
@@ -146,17 +95,23 @@ KernelHandle tokenFor(StartToken choice, UserTokens& tokens, LONG sessionId) {
     case StartToken::Service:
         return serviceTokenIn(sessionId);
     case StartToken::None:
+        SetLastError(tokens.error);
         break;
     }
     return {};
 }
 
-/// Starts the program on the token's session and desktop. Gives the id of the session in which it runs, or
-/// `nothingStarted`.
-LONG start(HANDLE token, const std::string& application, const char* arguments, LONG sessionId) {
+struct Program {
+    KernelHandle process;
+    DWORD id = 0;
+};
+
+/// Starts the program on the token's session and desktop. Gives no process, with the reason as the last
+/// error, when it couldn't be started.
+Program start(HANDLE token, const std::string& application, const char* arguments) {
     EnvironmentBlock environment;
     if (CreateEnvironmentBlock(environment.out(), token, FALSE) == FALSE)
-        return nothingStarted;
+        return {};
 
     std::string commandLine = '"' + application + '"';
     if (*arguments != '\0')
@@ -169,17 +124,50 @@ LONG start(HANDLE token, const std::string& application, const char* arguments, 
     startup.cb = sizeof startup;
     startup.lpDesktop = desktop;
     PROCESS_INFORMATION information{};
-    if (CreateProcessAsUserA(token, application.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
+    const BOOL started =
+        CreateProcessAsUserA(token, application.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
                              NORMAL_PRIORITY_CLASS | CREATE_UNICODE_ENVIRONMENT, environment.get(),
-                             folder.empty() ? nullptr : folder.c_str(), &startup, &information) == FALSE)
+                             folder.empty() ? nullptr : folder.c_str(), &startup, &information);
+    const DWORD error = GetLastError();
+    if (started != FALSE)
+        CloseHandle(information.hThread);
+    environment.close();
+    SetLastError(error);
+    return {KernelHandle{information.hProcess}, information.dwProcessId};
+}
+
+SessionFacts factsOf(SessionUser user, LONG sessionId) {
+    SessionFacts facts{user};
+    if (isSomebody(user))
+        return facts;
+    facts.logonProcessUp = runsInSession("winlogon.exe", sessionId, Owner::LocalSystem);
+    facts.logonScreenUp = user == SessionUser::Unknown && facts.logonProcessUp &&
+                          runsInSession("logonui.exe", sessionId, Owner::LocalSystem);
+    return facts;
+}
+
+/// Gives the id of the session in which the program runs, or `nothingStarted` with the reason in `error`.
+LONG startIn(LONG sessionId, const std::string& application, const char* arguments, bool normalPrivileges,
+             DWORD& error) {
+    UserTokens tokens = userOf(sessionId);
+    const SessionFacts facts = normalPrivileges ? SessionFacts{tokens.user} : factsOf(tokens.user, sessionId);
+    const StartToken choice = tokenFor(normalPrivileges, facts);
+    const KernelHandle token = takeToken(choice, tokens, sessionId);
+    Program program;
+    if (token)
+        program = start(token.get(), application, arguments);
+    error = GetLastError();
+    if (!program.process)
         return nothingStarted;
-    const KernelHandle process{information.hProcess};
-    const KernelHandle thread{information.hThread};
 
     DWORD actualSession = 0;
-    return ProcessIdToSessionId(information.dwProcessId, &actualSession) != FALSE
-               ? static_cast<LONG>(actualSession)
-               : sessionId;
+    if (ProcessIdToSessionId(program.id, &actualSession) == FALSE)
+        actualSession = static_cast<DWORD>(sessionId);
+    if (choice == StartToken::Service && !endAtLogon(std::move(program.process), sessionId)) {
+        error = GetLastError();
+        return nothingStarted;
+    }
+    return static_cast<LONG>(actualSession);
 }
 
 } // namespace
@@ -198,31 +186,24 @@ LONG WINAPI getActiveConsoleSessionId() {
 
 /// 1 when an `explorer.exe` runs in the session; 0 when none does or the processes can't be listed.
 LONG WINAPI isExplorerInSession(LONG sessionId) {
-    return sessionId > noSession && runsInSession("explorer.exe", sessionId) ? 1 : 0;
+    return sessionId > noSession && runsInSession("explorer.exe", sessionId, Owner::Anybody) ? 1 : 0;
 }
 
-/// Starts the executable (full path, ANSI) with the arguments in the session: with the rights of the
-/// session's user where `normalPrivileges` is not 0, else with admin rights as far as the session's state
-/// allows. Gives the id of the session in which it runs, with 1000 added when it really got admin rights; -1
-/// when nothing was started.
+/// Starts the executable (full path, ANSI) with the arguments in the session: with the normal rights of the
+/// session's user where `normalPrivileges` is not 0, else with the admin rights that are to be had there.
+/// Gives the id of the session in which it runs, with 1000 added where admin rights were asked for; -1, with
+/// the reason as the last error, when nothing was started.
 LONG WINAPI launchApplicationInSession(LPCSTR applicationPath, LPCSTR arguments, LONG sessionId,
                                        short normalPrivileges) {
-    if (applicationPath == nullptr || *applicationPath == '\0' || sessionId <= noSession)
-        return nothingStarted;
-    enableOwnPrivileges();
-    UserTokens tokens = userOf(sessionId);
     const bool normal = normalPrivileges != 0;
-    // The logon screen counts only where the user has no admin rights of his own to be started with.
-    const bool screenCounts =
-        !normal && (tokens.user == SessionUser::Ordinary || tokens.user == SessionUser::Unknown);
-    const SessionFacts facts{tokens.user, screenCounts && runsInSession("logonui.exe", sessionId)};
-    const StartRights rights = rightsFor(normal, facts);
-    const KernelHandle token = tokenFor(rights.token, tokens, sessionId);
-    if (!token)
-        return nothingStarted;
-    const LONG startedIn =
-        start(token.get(), applicationPath, arguments != nullptr ? arguments : "", sessionId);
-    return startedIn == nothingStarted ? nothingStarted : answerFor(startedIn, rights);
+    DWORD error = ERROR_INVALID_PARAMETER;
+    LONG startedIn = nothingStarted;
+    if (applicationPath != nullptr && *applicationPath != '\0' && sessionId > noSession) {
+        enableOwnPrivileges();
+        startedIn = startIn(sessionId, applicationPath, arguments != nullptr ? arguments : "", normal, error);
+    }
+    SetLastError(error); // the last thing, behind the closing of all that the start has opened
+    return startedIn == nothingStarted ? nothingStarted : answerFor(startedIn, normal);
 }
 
 } // extern "C"

@@ -16,7 +16,7 @@ namespace kovra {
 
 /// Starts the executable with the arguments (both ANSI) in the session, with the rights of the session's user
 /// (`normalPrivileges`) or with admin rights. Gives the id of the session in which it was started, with 1000
-/// added when it really got admin rights; -1 when nothing was started.
+/// added where admin rights were asked for; -1 when nothing was started, with GetLastError telling why.
 [[nodiscard]] std::int32_t launchApplicationInSession(const char* applicationPath, const char* arguments,
                                                       std::int32_t sessionId, bool normalPrivileges);
 

@@ -1,6 +1,7 @@
 #include "service/startAppFunction.h"
 
 #include "platform/sess.h"
+#include "platform/win32.h"
 #include "service/appRunState.h"
 #include "service/processControl.h"
 #include "support/clsDOS.h"
@@ -16,7 +17,7 @@ namespace kovra {
 
 namespace {
 
-constexpr std::int32_t adminMark = 1000; // added to the session id of a start that got admin rights
+constexpr std::int32_t adminMark = 1000; // added to the session id of a start with admin rights
 
 bool isAdminRequested() {
     const std::wstring setting = readIniValue(L"launchWithAdminRights");
@@ -47,11 +48,15 @@ void startByService(const std::wstring& callersArguments) {
         writeLog(L"No explorer found in session " + decimal(state.watchedSessionId) + L" (forcedSessionId=" +
                  decimal(state.forcedSessionId) + L")");
 
-    state.launchedSessionId = launchApplicationInSession(toAnsi(pathSet->exeFolder + L"\\Kovra.exe").c_str(),
-                                                         toAnsi(arguments).c_str(), state.forcedSessionId,
-                                                         launchWithAdminRights == 0);
+    const std::string application = toAnsi(pathSet->exeFolder + L"\\Kovra.exe");
+    const std::string ansiArguments = toAnsi(arguments);
+    state.launchedSessionId = launchApplicationInSession(application.c_str(), ansiArguments.c_str(),
+                                                         state.forcedSessionId, launchWithAdminRights == 0);
+    const DWORD error = GetLastError();
     writeLog(L"Launched in session id=" + decimal(state.launchedSessionId) +
              L" launchWithAdminRights was = " + decimal(launchWithAdminRights));
+    if (state.launchedSessionId < 0)
+        writeLog(L"Application could not be started, error " + decimal(error));
     state.launchedWithAdminRights = state.launchedSessionId >= adminMark;
     if (state.launchedWithAdminRights)
         state.launchedSessionId -= adminMark;

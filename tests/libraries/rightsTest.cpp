@@ -2,47 +2,67 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace kovra::sess {
 namespace {
 
 using enum SessionUser;
+using enum StartToken;
 
-TEST(Rights, TheTokenDependsOnTheUserAndTheLogonScreen) {
+TEST(Rights, TheTokenDependsOnTheUserAndTheSystemsOwnPrograms) {
     struct {
-        bool normal;
         SessionUser user;
-        bool logonScreenUp;
-        StartRights rights;
+        bool logonProcessUp, logonScreenUp;
+        StartToken normal, admin;
     } const rows[] = {
-        // What normal rights can be had, unmarked: a mark on an always elevated user would have his
-        // application lowered for ever.
-        {true, Ordinary, false, {StartToken::User, false}},
-        {true, Ordinary, true, {StartToken::User, false}},
-        {true, AdminWithLinkedToken, false, {StartToken::User, false}},
-        {true, ElevatedAdmin, false, {StartToken::User, false}},
-        {true, ElevatedAdmin, true, {StartToken::User, false}},
-        {true, Nobody, false, {StartToken::None, false}},
-        {true, Nobody, true, {StartToken::None, false}},
-        {true, Unknown, true, {StartToken::None, false}},
-        // Admin rights: the user's own ones first.
-        {false, AdminWithLinkedToken, false, {StartToken::UserElevated, true}},
-        {false, AdminWithLinkedToken, true, {StartToken::UserElevated, true}},
-        {false, ElevatedAdmin, false, {StartToken::User, true}},
-        {false, ElevatedAdmin, true, {StartToken::User, true}},
-        // Then the service's, never on an open desktop.
-        {false, Nobody, true, {StartToken::Service, true}},
-        {false, Nobody, false, {StartToken::Service, true}},
-        {false, Ordinary, true, {StartToken::Service, true}},
-        {false, Unknown, true, {StartToken::Service, true}},
-        {false, Ordinary, false, {StartToken::User, false}},
-        {false, Unknown, false, {StartToken::None, false}},
+        {Ordinary, true, true, User, User},
+        {Ordinary, false, false, User, User},
+        {AdminWithLinkedToken, true, true, User, UserElevated},
+        {ElevatedAdmin, true, true, User, User},
+        {Nobody, true, true, None, Service},
+        {Nobody, true, false, None, Service},
+        {Nobody, false, true, None, None}, // such as the services' own session
+        {Unknown, true, true, None, Service},
+        {Unknown, true, false, None, None},
+        {Unknown, false, true, None, None},
     };
 
-    for (const auto& row : rows)
-        EXPECT_EQ(rightsFor(row.normal, {row.user, row.logonScreenUp}), row.rights) << "row " << &row - rows;
-    EXPECT_EQ(answerFor(3, {StartToken::Service, true}), 1003);
-    EXPECT_EQ(answerFor(0, {StartToken::User, true}), 1000);
-    EXPECT_EQ(answerFor(3, {StartToken::User, false}), 3);
+    for (const auto& row : rows) {
+        const SessionFacts facts{row.user, row.logonProcessUp, row.logonScreenUp};
+        EXPECT_EQ(tokenFor(true, facts), row.normal) << "row " << &row - rows;
+        EXPECT_EQ(tokenFor(false, facts), row.admin) << "row " << &row - rows;
+    }
+    EXPECT_EQ(answerFor(3, false), 1003);
+    EXPECT_EQ(answerFor(0, true), 0);
+}
+
+TEST(LogonWatch, EndsWhatOutlivesTheLogon) {
+    struct {
+        SessionUser user;
+        std::uint32_t shellFrom, shellUntil; // second of the watch
+        std::uint32_t shellPausesEvery;
+        std::uint32_t over; // the second in which it is, 100: never
+    } const rows[] = {
+        {Nobody, 0, 100, 100, 100},       {Ordinary, 0, 100, 100, 10},
+        {ElevatedAdmin, 5, 100, 100, 15}, {Ordinary, 5, 14, 100, 60}, // the shell stays away
+        {Ordinary, 0, 100, 9, 60},                                    // it is ended again and again
+        {Unknown, 5, 100, 100, 15},       {Unknown, 100, 100, 100, 100},
+    };
+
+    for (const auto& row : rows) {
+        // The clock turns in between.
+        constexpr std::uint32_t start = 0U - 7000;
+        LogonWatch watch;
+        std::uint32_t second = 0;
+        for (; second < 100; ++second) {
+            const bool shellUp = second >= row.shellFrom && second < row.shellUntil &&
+                                 second % row.shellPausesEvery != row.shellPausesEvery - 1;
+            if (watch.isOver(start + second * LogonWatch::lookEveryMs, row.user, shellUp))
+                break;
+        }
+        EXPECT_EQ(second, row.over) << "row " << &row - rows;
+    }
 }
 
 } // namespace

@@ -59,7 +59,7 @@ TEST(StartByService, SettingVersionAndLogonScreenDecideTheRights) {
         EXPECT_THAT(requests(machine), ElementsAre(std::string{"asks for a start in session 1 with "} +
                                                    (row.asksForAdmin ? "admin" : "normal") + " rights"));
         EXPECT_TRUE(machine.traced(std::string{"Launched in session id="} +
-                                   (machine.processes.find("kovra.exe")->hasAdminRights() ? "1001" : "1") +
+                                   (row.asksForAdmin ? "1001" : "1") +
                                    " launchWithAdminRights was = " + (row.asksForAdmin ? "1" : "0")));
         // The dump takes one; the logon screen is looked for where nothing else asks for the rights.
         EXPECT_EQ(machine.calls("CreateToolhelp32Snapshot"), row.adminRequested == 1 ? 1U : 2U);
@@ -96,7 +96,7 @@ TEST(StartByService, AForcedSessionServesOneStart) {
 }
 
 TEST(StartByService, TheAnswerTellsTheSessionAndTheRights) {
-    enum { noSession, logonScreen, user };
+    enum { noSession, nobody, logonScreen, user, noLibrary, noProgram };
 
     struct {
         std::int32_t session;
@@ -105,20 +105,33 @@ TEST(StartByService, TheAnswerTellsTheSessionAndTheRights) {
         std::string answer;
         std::int32_t launched;
         bool admin;
-    } const rows[] = {{3, logonScreen, true, "1003", 3, true}, {0, logonScreen, true, "1000", 0, true},
-                      {999, user, false, "999", 999, false},   {1000, user, false, "1000", 0, true},
-                      {3, user, true, "3", 3, false},          {3, noSession, false, "-1", -1, false}};
+        DWORD error = 0; // 0: it is started
+    } const rows[] = {{3, logonScreen, true, "1003", 3, true},
+                      {0, logonScreen, true, "1000", 0, true},
+                      {999, user, false, "999", 999, false},
+                      {1000, user, false, "1000", 0, true},
+                      {3, user, true, "1003", 3, true},
+                      {3, nobody, false, "-1", -1, false, ERROR_NO_TOKEN},
+                      {3, noSession, true, "-1", -1, false, ERROR_CTX_WINSTATION_NOT_FOUND},
+                      {-1, noSession, true, "-1", -1, false, ERROR_INVALID_PARAMETER},
+                      {3, noLibrary, false, "-1", -1, false, ERROR_MOD_NOT_FOUND},
+                      {3, noProgram, false, "-1", -1, false, ERROR_FILE_NOT_FOUND}};
 
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.answer);
+        SCOPED_TRACE(testing::Message() << "row " << &row - rows);
         ServiceMachine machine;
         machine.set(row.asksForAdmin ? "launchWithAdminRights=1" : "");
-        if (row.whoIsThere == logonScreen)
-            machine.sessions.open(static_cast<DWORD>(row.session));
-        if (row.whoIsThere == user)
-            machine.openWithUser(static_cast<DWORD>(row.session));
-        else
-            machine.processes.start("winlogon.exe", static_cast<DWORD>(row.session));
+        machine.sessions.active = row.session;
+        const auto session = static_cast<DWORD>(row.session);
+        if (row.whoIsThere == nobody)
+            machine.processes.start("winlogon.exe", session, simulated::Account::localSystem);
+        else if (row.whoIsThere == logonScreen)
+            machine.sessions.open(session);
+        else if (row.whoIsThere != noSession)
+            machine.openWithUser(session);
+        machine.sessions.withoutLibrary = row.whoIsThere == noLibrary;
+        if (row.whoIsThere == noProgram)
+            machine.files.remove(L"C:\\Kovra\\bin\\Kovra.exe");
         insideService(machine, [&] {
             appRunState->forcedSessionId = row.session;
             startApplication(L"");
@@ -126,8 +139,15 @@ TEST(StartByService, TheAnswerTellsTheSessionAndTheRights) {
             EXPECT_EQ(appRunState->launchedWithAdminRights, row.admin);
             EXPECT_TRUE(appRunState->resumeOnNextStart);
         });
-        EXPECT_TRUE(machine.traced("Launched in session id=" + row.answer +
-                                   " launchWithAdminRights was = " + (row.asksForAdmin ? "1" : "0")));
+        const std::string launched = "Launched in session id=" + row.answer +
+                                     " launchWithAdminRights was = " + (row.asksForAdmin ? "1" : "0");
+        const auto line = std::find(machine.traceLines.begin(), machine.traceLines.end(), launched);
+        ASSERT_LT(line + 1, machine.traceLines.end());
+        const std::string failed = "Application could not be started, error ";
+        if (row.error == 0)
+            EXPECT_FALSE(line[1].starts_with(failed));
+        else
+            EXPECT_EQ(line[1], failed + std::to_string(row.error));
     }
 }
 

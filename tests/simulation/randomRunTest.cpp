@@ -10,6 +10,7 @@
 #include <deque>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kovra {
@@ -35,8 +36,7 @@ public:
             if (happening.side == simulated::Side::trace)
                 followTrace(happening.text);
         };
-        adminSetting_ = chance(4);
-        machine_.set(adminSetting_ ? "launchWithAdminRights=1" : "launchWithAdminRights=0");
+        machine_.set(chance(4) ? "launchWithAdminRights=1" : "launchWithAdminRights=0");
         machine_.version = {6, below(3), VER_PLATFORM_WIN32_NT};
         machine_.processes.terminationMs = chance(2) ? 0 : below(400);
         machine_.pipes.quotaIsTold = !chance(4);
@@ -79,13 +79,17 @@ private:
     struct Session {
         bool open = false;
         bool loggedOn = false;
-        bool administrator = false;
     };
 
+    static constexpr DWORD remoteSession = 3;
+
     /// How long something may stay wrong: a rights check every 15 passes, one of which a client or a kill
-    /// may stretch, and the start behind it.
+    /// may stretch, and the start behind it; or the shell's 10 seconds with one look more.
     static constexpr std::uint64_t patienceMs = 12 * second;
     static constexpr std::uint64_t replyPatienceMs = 8 * second;
+    /// Kills that one deed may call for, with what follows from it: a session change, logon screens that come
+    /// and go, a shell.
+    static constexpr int mostKills = 4;
 
     [[nodiscard]] std::uint64_t now() const { return machine_.scheduler.now(); }
 
@@ -97,7 +101,9 @@ private:
 
     Session& here() { return sessions_.at(console()); }
 
-    [[nodiscard]] bool logonScreenUp() const { return machine_.processes.find("logonui.exe") != nullptr; }
+    [[nodiscard]] bool logonScreenUp(DWORD session) const {
+        return machine_.processes.findOwn("logonui.exe", session) != nullptr;
+    }
 
     void doSomething() {
         using Deed = void (RandomHour::*)();
@@ -107,23 +113,29 @@ private:
             &RandomHour::crash,      &RandomHour::relaunch,     &RandomHour::quitOrComeBack,
             &RandomHour::talk,       &RandomHour::talk,         &RandomHour::misbehave,
             &RandomHour::misbehave,  &RandomHour::runLauncher,  &RandomHour::interrogate,
+            &RandomHour::useRemote,  &RandomHour::useRemote,    &RandomHour::pretend,
         };
+        kills_ = 0;
         const Deed deed = deeds[below(deeds.size())];
         (this->*deed)();
     }
 
     void logOnOrOff() {
-        Session& session = here();
-        const DWORD number = console();
-        if (!session.loggedOn && logonScreenUp()) {
-            session.loggedOn = true;
-            session.administrator = chance(3);
-            machine_.sessions.logOn(number, {session.administrator, chance(2)});
-            startShellSoon(number);
-        } else if (session.loggedOn && chance(3)) {
-            session.loggedOn = false;
-            machine_.sessions.logOff(number);
-        }
+        if (!here().loggedOn)
+            logOn(console());
+        else if (chance(3))
+            logOff(console());
+    }
+
+    void logOn(DWORD number) {
+        sessions_.at(number).loggedOn = true;
+        machine_.sessions.logOn(number, {chance(3), chance(2)});
+        startShellSoon(number);
+    }
+
+    void logOff(DWORD number) {
+        sessions_.at(number).loggedOn = false;
+        machine_.sessions.logOff(number);
     }
 
     void startShellSoon(DWORD number) {
@@ -134,28 +146,55 @@ private:
     }
 
     void lockOrUnlock() {
-        if (!here().loggedOn)
-            return;
-        if (logonScreenUp())
-            machine_.sessions.hideLogonScreen(console());
+        if (here().loggedOn)
+            lockOrUnlockIn(console());
+    }
+
+    void lockOrUnlockIn(DWORD number) {
+        if (logonScreenUp(number))
+            machine_.sessions.hideLogonScreen(number);
         else
-            machine_.sessions.showLogonScreen(console());
+            machine_.sessions.showLogonScreen(number);
+    }
+
+    void open(DWORD number) {
+        if (!std::exchange(sessions_.at(number).open, true))
+            machine_.sessions.open(number);
     }
 
     void switchUser() {
-        machine_.sessions.hideLogonScreen(console());
         const DWORD other = console() == 1 ? 2 : 1;
         if (chance(2)) { // for a moment the console is between sessions
-            machine_.sessions.active = -1;
+            machine_.sessions.switchTo(-1);
             watch(below(2 * second));
         }
-        machine_.sessions.active = static_cast<std::int32_t>(other);
-        Session& session = sessions_.at(other);
-        if (!session.open)
-            machine_.sessions.open(other);
-        else if (!session.loggedOn || chance(2))
-            machine_.sessions.showLogonScreen(other);
-        session.open = true;
+        machine_.sessions.switchTo(static_cast<std::int32_t>(other));
+        open(other);
+    }
+
+    /// Somebody comes to a remote logon prompt, logs on, is cut off and comes back, leaves.
+    void useRemote() {
+        Session& session = sessions_.at(remoteSession);
+        if (!session.open) {
+            open(remoteSession);
+        } else if (!session.loggedOn && !chance(4)) {
+            logOn(remoteSession);
+        } else if (session.loggedOn && !chance(3)) {
+            lockOrUnlockIn(remoteSession);
+        } else {
+            session = {};
+            machine_.sessions.close(remoteSession);
+        }
+    }
+
+    /// Somebody who is logged on starts a program of his own that has the name of one of the system's.
+    void pretend() {
+        const char* names[] = {"logonui.exe", "winlogon.exe", "explorer.exe"};
+        const DWORD session = 1 + below(remoteSession);
+        if (!sessions_.at(session).loggedOn)
+            return;
+        const DWORD program = machine_.processes.start(names[below(std::size(names))], session);
+        machine_.scheduler.after(below(2 * minute), [this, program] { machine_.processes.end(program); });
     }
 
     void restartShell() {
@@ -168,7 +207,7 @@ private:
     void crash() { machine_.processes.endAll("kovra.exe"); }
 
     void relaunch() {
-        const char* wishes[] = {"1", "2", "7", "-1", "many", "4294967297"};
+        const char* wishes[] = {"1", "2", "3", "7", "-1", "many", "4294967297"};
         if (!quit_)
             machine_.pipes.say(std::string{"relaunchApp useSessionId="} + wishes[below(std::size(wishes))]);
     }
@@ -190,6 +229,8 @@ private:
 
     /// Whether the service leaves the application alone is up to the words that have reached it.
     void followTrace(const std::string& line) {
+        if (line == "Kill kovra")
+            ++kills_;
         if (line == "appExited => OK")
             quit_ = true;
         else if (line == "appLaunched => OK" || line.starts_with("relaunchApp useSessionId="))
@@ -295,8 +336,12 @@ private:
             return fail(machine_.misuses.front());
         if (machine_.registry.openHandles() + static_cast<std::size_t>(machine_.services.openHandles) > 0)
             return fail("a registry key or a service is left open");
+        if (kills_ > mostKills)
+            return fail("the application is killed again and again");
         const simulated::Process* application = machine_.processes.find("kovra.exe");
-        lasts(hasTooManyRights(application), tooManyRightsSince_, "admin rights on an open desktop");
+        lasts(application != nullptr && application->account == simulated::Account::localSystem &&
+                  machine_.sessions.isDesktopOpen(application->session),
+              systemOnDesktopSince_, "SYSTEM's application on an open desktop");
         lasts(application == nullptr && isWanted(), missingSince_, "no application");
         if (std::erase_if(asked_, [](const Asked& asked) { return asked.talk->replies > 0; }) > 0)
             lastServed_ = now();
@@ -307,22 +352,8 @@ private:
         }
     }
 
-    /// An ordinary user's session lies open, with its shell, and the application in it has admin rights.
-    [[nodiscard]] bool hasTooManyRights(const simulated::Process* application) const {
-        if (application == nullptr || !application->hasAdminRights() || adminSetting_ || logonScreenUp() ||
-            application->session >= sessions_.size())
-            return false;
-        const Session& session = sessions_.at(application->session);
-        return session.loggedOn && !session.administrator &&
-               machine_.processes.find("explorer.exe", application->session) != nullptr;
-    }
-
     /// The application should run, and could: the console shows a user's desktop or a logon screen.
-    [[nodiscard]] bool isWanted() const {
-        if (quit_ || machine_.sessions.active < 0)
-            return false;
-        return sessions_.at(console()).loggedOn || logonScreenUp();
-    }
+    [[nodiscard]] bool isWanted() const { return !quit_ && machine_.sessions.active >= 0; }
 
     void lasts(bool wrong, std::uint64_t& since, const char* what) {
         if (!wrong)
@@ -339,8 +370,6 @@ private:
         const simulated::Process* application = machine_.processes.find("kovra.exe");
         if (isWanted() && application == nullptr)
             fail("no application in the end");
-        if (hasTooManyRights(application))
-            fail("admin rights in the end");
     }
 
     void stop() {
@@ -367,13 +396,13 @@ private:
     std::mt19937 random_;
     std::string failure_;
     std::deque<std::string> last_;
-    bool adminSetting_ = false;
+    int kills_ = 0; // by the watchdog, since the last deed
     bool quit_ = false;
-    std::array<Session, 3> sessions_{Session{}, Session{true}, Session{}};
+    std::array<Session, 1 + remoteSession> sessions_{Session{}, Session{true}};
     std::vector<Asked> asked_;
     std::uint64_t lastServed_ = 0;
     std::uint64_t nextBadClient_ = 0;
-    std::uint64_t tooManyRightsSince_ = Scheduler::never;
+    std::uint64_t systemOnDesktopSince_ = Scheduler::never;
     std::uint64_t missingSince_ = Scheduler::never;
     InstalledMachine machine_; // the last member: it goes first
 };

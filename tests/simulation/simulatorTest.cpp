@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(Shipped, Scenario, testing::ValuesIn(shippedScenarios()
 
 TEST(Simulator, ShowsCauseAndEffectInTwoColumns) {
     const Played run = simulateText("# A title\nservice installed\n0 machine boots\n"
-                                    "3.5 expect application runs as admin\nservice stops\n"
+                                    "3.5 expect application runs as system\nservice stops\n"
                                     "# Later\n1d expect service stopped\n");
     EXPECT_EQ(run.code, 0);
     EXPECT_EQ(run.err, "");
@@ -95,7 +95,7 @@ TEST(Simulator, ShowsCauseAndEffectInTwoColumns) {
     EXPECT_THAT(run.out, HasSubstr("\n          0.000" + std::string(46, ' ') + "Starting service...\n"));
     EXPECT_THAT(run.out, HasSubstr("\n          3.000" + std::string(46, ' ') +
                                    "> asks for a start in session 1 with admin rights\n"));
-    EXPECT_THAT(run.out, HasSubstr("\n          3.500  = application runs as admin\n"));
+    EXPECT_THAT(run.out, HasSubstr("\n          3.500  = application runs as system\n"));
     EXPECT_THAT(run.out, HasSubstr("\n                 # Later\n1d 00:00:00.000  = service stopped\n"));
     EXPECT_THAT(run.out, HasSubstr(": 3 of 3 expectations hold, 1d 00:00:00.000 played\n"));
 }
@@ -157,8 +157,8 @@ TEST(Simulator, ShowsWhatWasSeenInsteadOfWhatWasExpected) {
         "service installed\nregistry HKCR\\a holds one\nfile C:\\b holds zwölf\\0\\x81\n"
         "0 machine boots\n10 shell up\n";
     const FailingLine lines[] = {
-        {"application gone", "Kovra.exe in session 1 as admin with \"-service\""},
-        {"application runs as user", "Kovra.exe in session 1 as admin with \"-service\""},
+        {"application gone", "Kovra.exe in session 1 as system with \"-service\""},
+        {"application runs as user", "Kovra.exe in session 1 as system with \"-service\""},
         {"application runs in 2", "Kovra.exe in session 1"},
         {"application runs with -resume", "with \"-service\""},
         {"process mysqld.exe runs", "no mysqld.exe"},

@@ -137,6 +137,14 @@ void Processes::end(DWORD id) {
         onEnd(process);
 }
 
+void Processes::terminate(const Process& process) {
+    machine_.tell(Side::launcher, "terminates " + process.name);
+    if (terminationMs == 0)
+        end(process.id);
+    else
+        machine_.scheduler.after(terminationMs, [this, id = process.id] { end(id); });
+}
+
 void Processes::endAll(std::string_view name) {
     while (const Process* process = find(name))
         end(process->id);
@@ -161,6 +169,15 @@ Process* Processes::find(std::string_view name) const {
 Process* Processes::find(std::string_view name, DWORD session) const {
     for (const auto& process : running_) {
         if (process->session == session && sameName(process->name, name))
+            return process.get();
+    }
+    return nullptr;
+}
+
+Process* Processes::findOwn(std::string_view name, DWORD session) const {
+    for (const auto& process : running_) {
+        if (process->session == session && process->account == Account::localSystem &&
+            sameName(process->name, name))
             return process.get();
     }
     return nullptr;
@@ -317,13 +334,7 @@ BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
         setLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
-    machine().tell(Side::launcher, "terminates " + process->name);
-    Processes& processes = machine().processes;
-    if (processes.terminationMs == 0)
-        processes.end(process->id);
-    else
-        machine().scheduler.after(processes.terminationMs,
-                                  [&processes, id = process->id] { processes.end(id); });
+    machine().processes.terminate(*process);
     return TRUE;
 }
 

@@ -59,6 +59,8 @@ public:
                            std::function<void()> body);
     /// Takes the process off the list; a launcher's threads end where they stand.
     void end(DWORD id);
+    /// Ends the process as a launcher does: it stays in the list for `terminationMs`.
+    void terminate(const Process& process);
     /// Ends all of the name.
     void endAll(std::string_view name);
 
@@ -68,6 +70,8 @@ public:
     [[nodiscard]] Process* find(std::string_view name) const;
     [[nodiscard]] Process* find(std::string_view name, DWORD session) const;
     [[nodiscard]] Process* find(DWORD id) const;
+    /// The system's own of the name: anybody may give a program of his the name of one of the system's.
+    [[nodiscard]] Process* findOwn(std::string_view name, DWORD session) const;
     [[nodiscard]] std::size_t count(std::string_view name) const;
 
     /// What a program does when it has been started, by its name in lower case.

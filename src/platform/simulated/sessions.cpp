@@ -1,6 +1,5 @@
 #include "platform/simulated/sessions.h"
 
-#include "libraries/sess/rights.h"
 #include "platform/sess.h"
 #include "platform/simulated/machine.h"
 
@@ -13,6 +12,11 @@ namespace {
 
 void endIn(Processes& processes, const char* name, DWORD session) {
     if (const Process* process = processes.find(name, session))
+        processes.end(process->id);
+}
+
+void endOwnIn(Processes& processes, const char* name, DWORD session) {
+    if (const Process* process = processes.findOwn(name, session))
         processes.end(process->id);
 }
 
@@ -29,12 +33,18 @@ void Sessions::logOn(DWORD session, User user) {
 }
 
 void Sessions::showLogonScreen(DWORD session) {
-    if (machine_.processes.find("logonui.exe", session) == nullptr)
+    if (machine_.processes.findOwn("logonui.exe", session) == nullptr)
         machine_.processes.start("LogonUI.exe", session, Account::localSystem);
 }
 
 void Sessions::hideLogonScreen(DWORD session) {
-    endIn(machine_.processes, "logonui.exe", session);
+    endOwnIn(machine_.processes, "logonui.exe", session);
+}
+
+void Sessions::switchTo(std::int32_t session) {
+    if (active >= 0 && active != session && loggedOn.contains(static_cast<DWORD>(active)))
+        showLogonScreen(static_cast<DWORD>(active));
+    active = session;
 }
 
 void Sessions::startShell(DWORD session) {
@@ -47,11 +57,11 @@ void Sessions::endShell(DWORD session) {
 
 void Sessions::logOff(DWORD session) {
     loggedOn.erase(session);
+    const Process* logonProcess = machine_.processes.findOwn("winlogon.exe", session);
     std::vector<DWORD> leaving;
     for (const Process* process : machine_.processes.list()) {
         // Session 0 of an old Windows is a user's and the services' alike.
-        if (process->session == session && process->service == nullptr &&
-            !sameName(process->name, "winlogon.exe"))
+        if (process->session == session && process->service == nullptr && process != logonProcess)
             leaving.push_back(process->id);
     }
     for (const DWORD id : leaving)
@@ -62,7 +72,7 @@ void Sessions::logOff(DWORD session) {
 void Sessions::close(DWORD session) {
     logOff(session);
     hideLogonScreen(session);
-    endIn(machine_.processes, "winlogon.exe", session);
+    endOwnIn(machine_.processes, "winlogon.exe", session);
 }
 
 bool Sessions::exists(DWORD session) const {
@@ -72,32 +82,67 @@ bool Sessions::exists(DWORD session) const {
            });
 }
 
+bool Sessions::isDesktopOpen(DWORD session) const {
+    return loggedOn.contains(session) && machine_.processes.find("explorer.exe", session) != nullptr &&
+           machine_.processes.findOwn("logonui.exe", session) == nullptr;
+}
+
+sess::SessionUser Sessions::userIn(DWORD session) const {
+    if (!terminalServices || !exists(session))
+        return sess::SessionUser::Unknown;
+    const auto user = loggedOn.find(session);
+    if (user == loggedOn.end())
+        return sess::SessionUser::Nobody;
+    if (!user->second.administrator)
+        return sess::SessionUser::Ordinary;
+    return user->second.alwaysElevated ? sess::SessionUser::ElevatedAdmin
+                                       : sess::SessionUser::AdminWithLinkedToken;
+}
+
 std::int32_t Sessions::launch(const char* path, const char* arguments, std::int32_t session,
                               bool normalPrivileges) {
-    if (session < 0)
+    if (session < 0) {
+        setLastError(ERROR_INVALID_PARAMETER);
         return sess::nothingStarted;
-    const auto number = static_cast<DWORD>(session);
-    sess::SessionFacts facts;
-    facts.user = exists(number) ? sess::SessionUser::Nobody : sess::SessionUser::Unknown;
-    if (const auto user = loggedOn.find(number); user != loggedOn.end()) {
-        if (!user->second.administrator)
-            facts.user = sess::SessionUser::Ordinary;
-        else if (user->second.alwaysElevated)
-            facts.user = sess::SessionUser::ElevatedAdmin;
-        else
-            facts.user = sess::SessionUser::AdminWithLinkedToken;
     }
-    facts.logonScreenUp = machine_.processes.find("logonui.exe", number) != nullptr;
-    const sess::StartRights rights = sess::rightsFor(normalPrivileges, facts);
-    Account account = Account::user;
-    if (rights.token == sess::StartToken::Service)
-        account = Account::localSystem;
-    else if (rights.token == sess::StartToken::UserElevated || facts.user == sess::SessionUser::ElevatedAdmin)
-        account = Account::administrator;
-    if (rights.token == sess::StartToken::None ||
-        machine_.processes.launch(path, arguments, number, account) == 0)
+    const auto number = static_cast<DWORD>(session);
+    const sess::SessionFacts facts{userIn(number),
+                                   machine_.processes.findOwn("winlogon.exe", number) != nullptr,
+                                   machine_.processes.findOwn("logonui.exe", number) != nullptr};
+    const sess::StartToken token = sess::tokenFor(normalPrivileges, facts);
+    if (token == sess::StartToken::None) {
+        setLastError(facts.user == sess::SessionUser::Nobody ? ERROR_NO_TOKEN
+                                                             : ERROR_CTX_WINSTATION_NOT_FOUND);
         return sess::nothingStarted;
-    return sess::answerFor(session, rights);
+    }
+    Account account = Account::user;
+    if (token == sess::StartToken::Service)
+        account = Account::localSystem;
+    else if (token == sess::StartToken::UserElevated || facts.user == sess::SessionUser::ElevatedAdmin)
+        account = Account::administrator;
+    const DWORD started = machine_.processes.launch(path, arguments, number, account);
+    if (started == 0) {
+        setLastError(ERROR_FILE_NOT_FOUND);
+        return sess::nothingStarted;
+    }
+    if (token == sess::StartToken::Service)
+        watchLogon(started, currentThread()->process()->id, {});
+    return sess::answerFor(session, normalPrivileges);
+}
+
+void Sessions::watchLogon(DWORD program, DWORD service, sess::LogonWatch watch) {
+    machine_.scheduler.after(sess::LogonWatch::lookEveryMs, [this, program, service, watch]() mutable {
+        Processes& processes = machine_.processes;
+        const Process* running = processes.find(program);
+        // The watch goes with the process that it is a thread of.
+        if (running == nullptr || processes.find(service) == nullptr)
+            return;
+        const DWORD session = running->session;
+        if (watch.isOver(machine_.clock.tickCount(), userIn(session),
+                         processes.find("explorer.exe", session) != nullptr))
+            processes.terminate(*running);
+        watchLogon(program, service, watch);
+    });
 }
 
 } // namespace kovra::simulated
@@ -126,8 +171,12 @@ std::int32_t launchApplicationInSession(const char* applicationPath, const char*
     Machine& here = machine();
     here.tell(Side::launcher, std::string{"asks for a start in session "} + std::to_string(sessionId) +
                                   (normalPrivileges ? " with normal rights" : " with admin rights"));
-    if (call.fails() || here.sessions.withoutLibrary)
+    if (call.fails())
         return sess::nothingStarted;
+    if (here.sessions.withoutLibrary) {
+        setLastError(ERROR_MOD_NOT_FOUND);
+        return sess::nothingStarted;
+    }
     return here.sessions.launch(applicationPath, arguments, sessionId, normalPrivileges);
 }
 

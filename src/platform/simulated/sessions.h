@@ -1,5 +1,6 @@
 #pragma once
 
+#include "libraries/sess/rights.h"
 #include "platform/simulated/win32.h"
 
 #include <cstdint>
@@ -20,15 +21,19 @@ class Sessions {
 public:
     explicit Sessions(Machine& machine) : machine_(machine) {}
 
-    std::int32_t active = 1;        ///< session at the console, -1 while there is none
+    std::int32_t active = 1;        ///< session at the console, -1 while there is none; others are remote
     std::map<DWORD, User> loggedOn; ///< by session
     bool withoutLibrary = false;    ///< sess.dll can't be loaded
+    bool terminalServices = true;   ///< without them nobody can tell who is logged on
 
     /// The road of a session, in processes: winlogon.exe and logonui.exe, then the shell.
     void open(DWORD session);
     void logOn(DWORD session, User user = {});
     void showLogonScreen(DWORD session);
     void hideLogonScreen(DWORD session);
+    /// Brings another session, or with -1 none, to the console. Somebody who is switched away from is locked:
+    /// his logon screen stays up until it is hidden.
+    void switchTo(std::int32_t session);
     void startShell(DWORD session);
     void endShell(DWORD session);
     /// Ends what runs in the session but winlogon.exe and services, and shows the logon screen.
@@ -39,10 +44,18 @@ public:
     /// The services' session is always there, any other one while a process runs in it.
     [[nodiscard]] bool exists(DWORD session) const;
 
-    /// Starts a program as sess.dll does; gives what that library gives.
+    /// Somebody is logged on there, with his shell up and no logon screen before it.
+    [[nodiscard]] bool isDesktopOpen(DWORD session) const;
+
+    /// Starts a program as sess.dll does, for the calling launcher process; gives what that library gives.
+    /// One with the service's token is ended as that library ends it.
     std::int32_t launch(const char* path, const char* arguments, std::int32_t session, bool normalPrivileges);
 
 private:
+    [[nodiscard]] sess::SessionUser userIn(DWORD session) const;
+    /// The library's next look at a program that it has started for the service.
+    void watchLogon(DWORD program, DWORD service, sess::LogonWatch watch);
+
     Machine& machine_;
 };
 

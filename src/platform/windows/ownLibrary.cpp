@@ -25,14 +25,18 @@ std::string besideLauncher(const char* fileName) {
 void* findInOwnLibrary(const char* libraryFile, const char* function) {
     // A bare name would have Windows look in other folders too, where anybody may have laid such a file.
     const std::string path = besideLauncher(libraryFile);
-    if (path.empty())
+    if (path.empty()) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
         return nullptr;
+    }
     HMODULE library = GetModuleHandleA(path.c_str());
     if (library == nullptr) {
         // A damaged library must not hold the process by a box that nobody sees.
         const UINT mode = SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
         library = LoadLibraryExA(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        const DWORD error = GetLastError();
         SetErrorMode(mode);
+        SetLastError(error);
     }
     if (library == nullptr)
         return nullptr;
