@@ -16,6 +16,7 @@ int main(int argumentCount, char** arguments) {
         return 2;
     }
     checks::check(checks::layInstallation(checks::installRoot, arguments[1]), "the installation is laid");
+    checks::checkLogonEnd();
     checks::checkService();
     checks::checkIntegration(arguments[1]);
     for (const char* fileName : {"Kovra.exe", "kovraLauncher.exe"})

@@ -39,6 +39,7 @@ std::vector<std::string> applicationMails();
 
 std::string trace();
 
+void checkLogonEnd();
 void checkService();
 void checkIntegration(const std::string& builtFolder);
 

@@ -53,6 +53,8 @@ public:
     [[nodiscard]] bool waitForEnd(DWORD limitMs) const;
     void kill();
 
+    [[nodiscard]] HANDLE handle() const { return handle_; }
+
 private:
     HANDLE handle_ = nullptr;
 };
