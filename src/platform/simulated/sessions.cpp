@@ -1,5 +1,6 @@
 #include "platform/simulated/sessions.h"
 
+#include "libraries/sess/rights.h"
 #include "platform/sess.h"
 #include "platform/simulated/machine.h"
 
@@ -130,8 +131,8 @@ std::int32_t Sessions::launch(const char* path, const char* arguments, std::int3
     return sess::answerFor(session, normalPrivileges);
 }
 
-void Sessions::watchLogon(DWORD program, DWORD service, sess::LogonWatch watch) {
-    machine_.scheduler.after(sess::LogonWatch::lookEveryMs, [this, program, service, watch]() mutable {
+void Sessions::watchLogon(DWORD program, DWORD service, const sess::LogonWatch& watch) {
+    machine_.scheduler.after(sess::LogonWatch::lookEveryMs, [this, program, service, watch = watch]() mutable {
         Processes& processes = machine_.processes;
         const Process* running = processes.find(program);
         // The watch goes with the process that it is a thread of.

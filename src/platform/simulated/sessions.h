@@ -1,10 +1,14 @@
 #pragma once
 
-#include "libraries/sess/rights.h"
 #include "platform/simulated/win32.h"
 
 #include <cstdint>
 #include <map>
+
+namespace kovra::sess {
+enum class SessionUser : std::uint8_t;
+class LogonWatch;
+} // namespace kovra::sess
 
 namespace kovra::simulated {
 
@@ -54,7 +58,7 @@ public:
 private:
     [[nodiscard]] sess::SessionUser userIn(DWORD session) const;
     /// The library's next look at a program that it has started for the service.
-    void watchLogon(DWORD program, DWORD service, sess::LogonWatch watch);
+    void watchLogon(DWORD program, DWORD service, const sess::LogonWatch& watch);
 
     Machine& machine_;
 };
