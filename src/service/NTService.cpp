@@ -22,6 +22,7 @@ constexpr DWORD replyLookMs = 10; // between two looks whether the answer to `ex
 /// service's state is written before the event or the call that lets another thread read it.
 struct ServiceState {
     SERVICE_STATUS status{};
+    /// The service's state, and as many times `oneReport` as reports are under way.
     std::atomic<DWORD> currentState{0};
     SERVICE_STATUS_HANDLE statusHandle = nullptr;
     KernelHandle serviceDoneEvent;
@@ -34,13 +35,24 @@ PerProcess<ServiceState> service;
 
 PerProcess<std::int32_t> tickCounter;
 
-/// Reports the state to the service manager; 0 reports the current one again.
+constexpr DWORD oneReport = 0x100;
+constexpr DWORD stateBits = oneReport - 1;
+
+/// Reports the state to the service manager; 0 reports the current one again. Nothing is reported behind
+/// SERVICE_STOPPED: from the moment it is stored no report begins, and it waits for those that have begun.
 void setServiceState(DWORD state) {
-    if (state != 0)
-        service->currentState = state;
+    std::atomic<DWORD>& word = service->currentState;
     SERVICE_STATUS report = service->status;
-    report.dwCurrentState = service->currentState;
+    DWORD seen = word;
+    do {
+        if ((seen & stateBits) == SERVICE_STOPPED)
+            return;
+        report.dwCurrentState = state != 0 ? state : seen & stateBits;
+    } while (!word.compare_exchange_weak(seen, (seen & ~stateBits) + oneReport + report.dwCurrentState));
+    while (state == SERVICE_STOPPED && word != oneReport + SERVICE_STOPPED)
+        Sleep(1); // as long as the other thread takes for one call of the service manager
     SetServiceStatus(service->statusHandle, &report);
+    word -= oneReport;
 }
 
 void WINAPI serviceControlHandler(DWORD control) {
@@ -83,6 +95,20 @@ void writeEventLog(const char* text) {
     ReportEventA(log.get(), EVENTLOG_INFORMATION_TYPE, 0, 0, nullptr, 1, 0, strings, nullptr);
 }
 
+/// The service manager starts the service as soon as the former instance has reported that it is stopped,
+/// which is a little ahead of that one's end. So a first yes isn't believed.
+bool doesAnotherInstanceStay() {
+    constexpr DWORD patienceMs = 3000; // the service manager itself has 30 seconds
+    constexpr DWORD betweenLooksMs = 100;
+    const DWORD start = GetTickCount();
+    while (isAnotherInstanceRunning()) {
+        if (GetTickCount() - start >= patienceMs)
+            return true;
+        Sleep(betweenLooksMs);
+    }
+    return false;
+}
+
 /// One pass of the main loop; no to leave the loop.
 bool serviceTick() {
     constexpr std::int32_t lastTick = 10000;
@@ -97,9 +123,10 @@ bool serviceTick() {
 }
 
 void runMainLoop() {
+    // The file-system object makes this thread a COM apartment, whose messages others may wait for.
     while (serviceTick() &&
-           WaitForSingleObject(service->stopRequestedEvent.get(), loopWaitMs) == WAIT_TIMEOUT) {
-    }
+           WaitForSingleObject(service->stopRequestedEvent.get(), loopWaitMs) == WAIT_TIMEOUT)
+        runPendingMessages();
     // Behind `exit` its answer has its time to be read. A stop doesn't wait for a client, then or before.
     while (isReplyStanding() &&
            WaitForSingleObject(service->stopRequestedEvent.get(), replyLookMs) == WAIT_TIMEOUT) {
@@ -109,7 +136,7 @@ void runMainLoop() {
 } // namespace
 
 void runService() {
-    if (!isNtBased() || isAnotherInstanceRunning())
+    if (!isNtBased() || doesAnotherInstanceStay())
         return;
     service->serviceDoneEvent = makeEvent();
     service->stopRequestedEvent = makeEvent();

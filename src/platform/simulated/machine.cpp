@@ -108,6 +108,7 @@ bool begin(std::size_t function) {
     Machine& here = *theMachine;
     ++here.calls_[function];
     here.noteImpersonation(function);
+    here.scheduler.atCall();
     return here.callMayFail(function);
 }
 

@@ -30,6 +30,7 @@ public:
     std::string path;           ///< of its executable, where it was started by path
     std::string arguments;      ///< behind the program name
     Service* service = nullptr; ///< the service that it was started for, if any
+    std::size_t messages = 0;   ///< that wait for its main thread to serve them
     bool ended = false;
     std::vector<void*> values; ///< a launcher's module-level values, by slot
 

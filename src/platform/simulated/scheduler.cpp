@@ -86,6 +86,29 @@ bool Scheduler::block(std::uint64_t due, bool (*condition)(void*), void* context
     return self.conditionHeld_;
 }
 
+void Scheduler::drawOrder(std::uint32_t seed) {
+    order_.emplace(seed);
+    callsLeft_ = 0;
+}
+
+std::uint32_t Scheduler::draw(std::uint32_t count) {
+    return static_cast<std::uint32_t>((*order_)() % count);
+}
+
+void Scheduler::atCall() {
+    Thread& self = *current;
+    // The world has no turns, and a planned event runs on a thread that has given its turn away.
+    if (!order_ || self.process_ == nullptr || self.condition_ != nullptr || self.ended_)
+        return;
+    if (callsLeft_ > 0) {
+        --callsLeft_;
+        return;
+    }
+    passTurn(self);
+    if (self.process_->ended && std::uncaught_exceptions() == 0)
+        throw ProcessEnded{};
+}
+
 void Scheduler::passTurn(Thread& from) {
     Thread& next = nextThread();
     if (&next == &from)
@@ -96,19 +119,32 @@ void Scheduler::passTurn(Thread& from) {
 
 Thread& Scheduler::nextThread() {
     for (;;) {
-        for (const auto& thread : threads_) {
-            if (thread->ended_)
-                continue;
-            if (thread->condition_ == nullptr || (thread->process_ != nullptr && thread->process_->ended)) {
-                thread->conditionHeld_ = false;
-                return *thread;
-            }
-            thread->conditionHeld_ = thread->condition_(thread->conditionContext_);
-            if (thread->conditionHeld_ || thread->due_ <= now_)
-                return *thread;
+        // Without the world, which waits until nobody else is ready.
+        const std::size_t count = threads_.size() - 1;
+        const std::size_t first = order_ && count > 0 ? draw(static_cast<std::uint32_t>(count)) : 0;
+        // Turns of one call and of hundreds are equally likely: short ones mix the threads finely, long ones
+        // let a thread stand still while another comes far.
+        if (order_)
+            callsLeft_ = draw(1U << draw(9));
+        for (std::size_t step = 0; step < count; ++step) {
+            Thread& thread = *threads_[(first + step) % count];
+            if (isReady(thread))
+                return thread;
         }
+        if (isReady(*world_))
+            return *world_;
         advance();
     }
+}
+
+bool Scheduler::isReady(Thread& thread) const {
+    if (thread.ended_)
+        return false;
+    thread.conditionHeld_ = false;
+    if (thread.condition_ == nullptr || (thread.process_ != nullptr && thread.process_->ended))
+        return true;
+    thread.conditionHeld_ = thread.condition_(thread.conditionContext_);
+    return thread.conditionHeld_ || thread.due_ <= now_;
 }
 
 void Scheduler::advance() {

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <random>
 #include <semaphore>
 #include <thread>
 #include <vector>
@@ -29,6 +30,7 @@ public:
 
     DWORD lastError = 0;
     std::optional<ClientIdentity> impersonated; ///< in whose name it acts; empty: in the process's
+    std::uint64_t polledAt = UINT64_MAX; ///< when it last looked for messages and found none
 
 private:
     friend class Scheduler;
@@ -43,9 +45,9 @@ private:
     bool ended_ = false;
 };
 
-/// The machine's clock and its threads. One thread runs at a time; it runs until it blocks. When all are
-/// blocked the clock moves straight to the next thing due: a planned event, or the end of a wait. Every run
-/// of the same machine is thus the same run.
+/// The machine's clock and its threads. One thread runs at a time; it runs until it blocks, or, where a seed
+/// draws the order, until its turn is over. When all are blocked the clock moves straight to the next thing
+/// due: a planned event, or the end of a wait. Every run of the same machine is thus the same run.
 class Scheduler {
 public:
     static constexpr std::uint64_t never = UINT64_MAX;
@@ -75,6 +77,13 @@ public:
             &condition);
     }
 
+    /// From now on the launcher's threads are switched at the platform's calls too, in an order that the seed
+    /// draws.
+    void drawOrder(std::uint32_t seed);
+
+    /// The calling thread makes a call of the platform: a point at which its turn may be over.
+    void atCall();
+
     /// Starts a thread of the process; it runs when the calling thread blocks.
     Thread& start(Process& process, std::function<void()> body);
 
@@ -85,12 +94,16 @@ private:
     bool block(std::uint64_t due, bool (*condition)(void*), void* context);
     void passTurn(Thread& from);
     Thread& nextThread();
+    [[nodiscard]] bool isReady(Thread& thread) const;
+    std::uint32_t draw(std::uint32_t count);
     void advance();
 
     std::uint64_t now_ = 0;
     std::multimap<std::uint64_t, std::function<void()>> events_;
     std::vector<std::unique_ptr<Thread>> threads_; // the world last
     Thread* world_ = nullptr;
+    std::optional<std::mt19937> order_;
+    std::uint32_t callsLeft_ = 0; // in the running thread's turn
 };
 
 /// The calling thread; null outside of any machine.

@@ -68,7 +68,7 @@ std::vector<Service> ServiceManager::list() const {
 
 bool ServiceManager::start(std::string_view name) {
     Service* service = find(name);
-    if (service == nullptr || service->markedForDelete || service->processId != 0)
+    if (service == nullptr || service->markedForDelete || service->state != SERVICE_STOPPED)
         return false;
     // The image path's program stands in double quotes, its arguments follow behind a blank.
     const std::string& image = service->binaryPath;
@@ -77,22 +77,30 @@ bool ServiceManager::start(std::string_view name) {
         return false;
     const std::string arguments = closing + 2 < image.size() ? image.substr(closing + 2) : "";
     service->reports.clear();
-    service->controls_.clear();
-    service->handler_ = nullptr;
+    service->state = SERVICE_START_PENDING;
     service->processId =
         machine_.processes.launch(image.substr(1, closing - 1), arguments, 0, Account::localSystem, service);
+    service->connection_ = std::make_shared<ServiceConnection>();
+    service->connection_->processId = service->processId;
+    if (service->processId == 0)
+        service->state = SERVICE_STOPPED;
     return service->processId != 0;
 }
 
 bool ServiceManager::control(std::string_view name, DWORD code) const {
     Service* service = find(name);
-    if (service == nullptr || service->processId == 0 || service->reports.empty())
+    if (service == nullptr || service->state == SERVICE_STOPPED || service->reports.empty())
+        return false;
+    // A stop is sent while the service starts, but not twice; the shutdown of the system comes at any time.
+    const bool stopping = service->state == SERVICE_STOP_PENDING;
+    const bool starting = service->state == SERVICE_START_PENDING;
+    if (code != SERVICE_CONTROL_SHUTDOWN && (stopping || (starting && code != SERVICE_CONTROL_STOP)))
         return false;
     const DWORD accepted = service->reports.back().dwControlsAccepted;
     if ((code == SERVICE_CONTROL_STOP && (accepted & SERVICE_ACCEPT_STOP) == 0) ||
         (code == SERVICE_CONTROL_SHUTDOWN && (accepted & SERVICE_ACCEPT_SHUTDOWN) == 0))
         return false;
-    service->controls_.push_back(code);
+    service->connection_->controls.push_back(code);
     return true;
 }
 
@@ -106,9 +114,14 @@ void ServiceManager::boot() {
 void ServiceManager::processEnded(const Process& process) {
     if (process.service == nullptr)
         return;
-    process.service->state = SERVICE_STOPPED;
-    process.service->processId = 0;
-    dropIfDone(*process.service);
+    Service& service = *process.service;
+    if (service.processId == process.id) {
+        if (service.state != SERVICE_STOPPED)
+            machine_.tell(Side::machine, "service ended without having stopped");
+        service.state = SERVICE_STOPPED;
+        service.processId = 0;
+    }
+    dropIfDone(service);
 }
 
 BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
@@ -130,21 +143,21 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
             entry(1, arguments);
         });
     }
+    const std::shared_ptr<ServiceConnection> connection = service->connection_;
     for (;;) {
         DWORD control = 0;
         LPHANDLER_FUNCTION handler = nullptr;
         {
             const MachineCode machineCode;
-            const auto stopped = [&] {
-                return !service->reports.empty() && service->reports.back().dwCurrentState == SERVICE_STOPPED;
-            };
+            std::vector<DWORD>& controls = connection->controls;
             machine_.scheduler.blockUntil(Scheduler::never,
-                                          [&] { return !service->controls_.empty() || stopped(); });
-            if (stopped())
+                                          [&] { return !controls.empty() || connection->stopped; });
+            // What was sent ahead of the last report still reaches the handler behind it.
+            if (controls.empty())
                 return TRUE;
-            control = service->controls_.front();
-            service->controls_.erase(service->controls_.begin());
-            handler = service->handler_;
+            control = controls.front();
+            controls.erase(controls.begin());
+            handler = connection->handler;
         }
         acquireFrom(service);
         if (handler != nullptr)
@@ -156,20 +169,28 @@ SERVICE_STATUS_HANDLE ServiceManager::registerHandler(LPHANDLER_FUNCTION handler
     Service* service = currentThread()->process()->service;
     if (service == nullptr)
         return nullptr;
-    service->handler_ = handler;
+    service->connection_->handler = handler;
     return reinterpret_cast<SERVICE_STATUS_HANDLE>(service);
 }
 
 BOOL ServiceManager::report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status) {
     Service* service = reinterpret_cast<Service*>(handle);
-    if (service == nullptr || service != currentThread()->process()->service) {
+    const Process& process = *currentThread()->process();
+    if (service == nullptr || service != process.service) {
         setLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
+    ServiceConnection& connection = *service->connection_;
+    const bool current = connection.processId == process.id;
+    if (!current || connection.stopped)
+        machine_.misuses.emplace_back("a report behind SERVICE_STOPPED");
+    if (!current)
+        return FALSE;
     // A control reaches the service's process behind its first report.
     releaseTo(service);
     service->reports.push_back(status);
     service->state = status.dwCurrentState;
+    connection.stopped = connection.stopped || status.dwCurrentState == SERVICE_STOPPED;
     machine_.tell(Side::launcher, std::string{"service is "} + nameOfState(status.dwCurrentState));
     return TRUE;
 }
@@ -208,7 +229,10 @@ BOOL ServiceManager::close(SC_HANDLE handle) {
 }
 
 void ServiceManager::dropIfDone(Service& service) {
-    if (service.markedForDelete && service.openHandles_ == 0 && service.processId == 0)
+    const std::vector<const Process*> processes = machine_.processes.list();
+    const bool inUse = std::any_of(processes.begin(), processes.end(),
+                                   [&](const Process* process) { return process->service == &service; });
+    if (service.markedForDelete && service.openHandles_ == 0 && !inUse)
         services_.remove_if([&](const Service& each) { return &each == &service; });
 }
 

@@ -12,6 +12,14 @@ namespace kovra::simulated {
 
 class Machine;
 
+/// One process of a service, as the service manager sees it.
+struct ServiceConnection {
+    DWORD processId = 0;
+    std::vector<DWORD> controls; ///< waiting for the dispatcher
+    LPHANDLER_FUNCTION handler = nullptr;
+    bool stopped = false; ///< it has reported SERVICE_STOPPED
+};
+
 struct Service {
     std::string name;
     std::string displayName;
@@ -22,7 +30,7 @@ struct Service {
     std::string account = "LocalSystem";
     bool markedForDelete = false;
     DWORD state = SERVICE_STOPPED;
-    DWORD processId = 0;                 ///< 0 while no process runs for it
+    DWORD processId = 0;                 ///< of its last start; 0 when that process is gone
     std::vector<SERVICE_STATUS> reports; ///< everything that it has reported since its last start
 
     bool operator==(const Service& other) const {
@@ -35,8 +43,7 @@ struct Service {
 private:
     friend class ServiceManager;
 
-    std::vector<DWORD> controls_; // waiting for the dispatcher
-    LPHANDLER_FUNCTION handler_ = nullptr;
+    std::shared_ptr<ServiceConnection> connection_; // of the last start
     int openHandles_ = 0;
 };
 
@@ -49,9 +56,10 @@ public:
     [[nodiscard]] Service* find(std::string_view name) const;
     [[nodiscard]] std::vector<Service> list() const;
 
-    /// Starts the service's process; no when it is unknown, marked for deletion or running.
+    /// Starts the service's process; no when it is unknown, marked for deletion or not stopped. A process
+    /// that has reported SERVICE_STOPPED may still be there.
     bool start(std::string_view name);
-    /// Sends a control; no when the service doesn't run or doesn't take it.
+    /// Sends a control; no when the service doesn't run, doesn't take it or is in no state for it.
     bool control(std::string_view name, DWORD code) const;
     /// Starts what starts by itself.
     void boot();

@@ -162,9 +162,16 @@ int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {
 BOOL PeekMessageA(MSG*, HWND window, UINT first, UINT last, UINT remove) {
     const Call<"PeekMessageA"> call;
     call.expect(window == nullptr && first == 0 && last == 0 && remove == PM_REMOVE, "not every message");
-    // Looking for messages takes time: without that a thread that polls would never see the clock move.
+    Thread& self = *currentThread();
+    if (std::size_t& messages = self.process()->messages; messages > 0) {
+        --messages;
+        return TRUE;
+    }
+    // Looking again at once takes time: without that a thread that polls would never see the clock move.
     Scheduler& scheduler = machine().scheduler;
-    scheduler.blockUntil(scheduler.now() + 1, [] { return false; });
+    if (self.polledAt == scheduler.now())
+        scheduler.blockUntil(scheduler.now() + 1, [] { return false; });
+    self.polledAt = scheduler.now();
     return FALSE;
 }
 
