@@ -15,9 +15,15 @@ target_compile_definitions(windowsSettings INTERFACE
 target_compile_options(windowsSettings INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Os -ffunction-sections -fno-exceptions -fno-rtti -fno-threadsafe-statics
     -fno-asynchronous-unwind-tables -fno-ident -Wall -Wextra -Wpedantic -Wconversion -Werror>)
-# Without a time stamp the same source gives the same bytes.
+# Without a time stamp the same source gives the same bytes. The subsystem's version is that of the oldest Windows
+# that the program runs on: XP, in 64 bits its own 5.02.
+set(subsystemMinor 1)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    set(subsystemMinor 2)
+endif()
 target_link_options(windowsSettings INTERFACE
-    -static -s -Wl,--gc-sections -Wl,--no-insert-timestamp -Wl,--dynamicbase -Wl,--nxcompat)
+    -static -s -Wl,--gc-sections -Wl,--no-insert-timestamp -Wl,--dynamicbase -Wl,--nxcompat
+    -Wl,--major-subsystem-version,5 -Wl,--minor-subsystem-version,${subsystemMinor})
 
 set(runtime "${root}/src/platform/windows/runtime.cpp")
 
@@ -42,7 +48,7 @@ function(addProductLibrary name)
     # Nobody links against the library: it is loaded at run time.
     set_target_properties(${name} PROPERTIES IMPORT_PREFIX "" ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/import")
 endfunction()
-addProductLibrary(sess wtsapi32 userenv advapi32 kernel32)
+addProductLibrary(sess advapi32 kernel32)
 if(EXISTS "${root}/libraries/ext/ext.cpp")
     addProductLibrary(ext advapi32 kernel32)
 endif()

@@ -1,5 +1,6 @@
 #include "frontend/commandLineMain.h"
 #include "platform/win32.h"
+#include "platform/windows/protection.h"
 #include "support/text.h"
 
 namespace {
@@ -23,6 +24,7 @@ const char* behindProgramName(const char* line) {
 } // namespace
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+    kovra::protectProcess();
     kovra::main(kovra::fromAnsi(behindProgramName(GetCommandLineA())));
     // The service's own threads must not hold the process up.
     ExitProcess(0);

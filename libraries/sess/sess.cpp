@@ -1,14 +1,13 @@
 #include "libraries/sess/logonEnd.h"
 #include "libraries/sess/rights.h"
 #include "libraries/sess/sessionFacts.h"
+#include "libraries/sess/systemFunctions.h"
 #include "platform/handles.h"
 #include "platform/win32.h"
 
 #include <algorithm>
 #include <string>
 #include <utility>
-
-#include <userenv.h>
 
 // sess.dll: which session is at the console, whether a shell runs in a session, and the start of a program in
 // a session on the token that `tokenFor` settles. It is called by the service, which runs as LocalSystem.
@@ -23,7 +22,7 @@ struct EnvironmentKind {
 
     static Value invalid() { return nullptr; }
 
-    static void close(Value value) { DestroyEnvironmentBlock(value); }
+    static void close(Value value) { destroyEnvironmentBlock(value); }
 };
 
 using EnvironmentBlock = OwnedHandle<EnvironmentKind>;
@@ -110,7 +109,7 @@ struct Program {
 /// error, when it couldn't be started.
 Program start(HANDLE token, const std::string& application, const char* arguments) {
     EnvironmentBlock environment;
-    if (CreateEnvironmentBlock(environment.out(), token, FALSE) == FALSE)
+    if (createEnvironmentBlock(environment.out(), token, FALSE) == FALSE)
         return {};
 
     std::string commandLine = '"' + application + '"';

@@ -1,8 +1,8 @@
 #include "libraries/sess/sessionFacts.h"
 
-#include <cstring>
+#include "libraries/sess/systemFunctions.h"
 
-#include <wtsapi32.h>
+#include <cstring>
 
 namespace kovra::sess {
 namespace {
@@ -79,7 +79,7 @@ bool runsInSession(const char* fileName, LONG sessionId, Owner owner) {
 
 UserTokens userOf(LONG sessionId) {
     UserTokens tokens;
-    if (WTSQueryUserToken(static_cast<ULONG>(sessionId), tokens.own.out()) == FALSE) {
+    if (queryUserToken(static_cast<ULONG>(sessionId), tokens.own.out()) == FALSE) {
         tokens.error = GetLastError();
         if (tokens.error == ERROR_NO_TOKEN)
             tokens.user = SessionUser::Nobody;

@@ -38,6 +38,10 @@ bool layInstallation(const std::string& root, const std::string& builtFolder) {
     for (const char* file : {"kovraLauncher.exe", "sess.dll", "ext.dll"})
         if (!CopyFileA((builtFolder + "\\" + file).c_str(), (bin + "\\" + file).c_str(), FALSE))
             return false;
+    // Not Windows' own, whatever their names say: the service may not take them from here.
+    for (const char* planted : {"userenv.dll", "wtsapi32.dll"})
+        if (!CopyFileA((builtFolder + "\\ext.dll").c_str(), (bin + "\\" + planted).c_str(), FALSE))
+            return false;
     writeFile(root + "\\www\\index.php", "<?php");
     writeFile(
         root + "\\www\\includes\\lng\\en.php",

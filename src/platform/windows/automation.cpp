@@ -163,12 +163,18 @@ std::optional<Typed> typed(AutomationObject object) {
     return Typed{std::move(object)};
 }
 
+/// Makes the thread an apartment, for the life of the process, as the objects last as long. One that couldn't
+/// be made is tried again at the next call.
+bool enterApartment() {
+    static bool entered = false;
+    entered = entered || SUCCEEDED(CoInitialize(nullptr));
+    return entered;
+}
+
 AutomationObject createByClassName(const wchar_t* className) {
-    // For the life of the process: the objects last as long.
-    static const HRESULT initialized = CoInitialize(nullptr);
     CLSID classId{};
     void* object = nullptr;
-    if (FAILED(initialized) || FAILED(CLSIDFromProgID(className, &classId)) ||
+    if (!enterApartment() || FAILED(CLSIDFromProgID(className, &classId)) ||
         FAILED(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, &object)))
         return {};
     return AutomationObject{object};
