@@ -46,8 +46,7 @@ class TextStream {
 public:
     explicit TextStream(AutomationObject object) : object_(std::move(object)) {}
 
-    /// Yes at the end, and also when it can't be told, so that a reading loop ends.
-    [[nodiscard]] bool AtEndOfStream() const;
+    [[nodiscard]] std::optional<bool> AtEndOfStream() const;
     /// The next line without its line end (LF or CR LF).
     [[nodiscard]] std::optional<std::wstring> ReadLine();
     /// Everything from the current position on. Fails at the end of the stream, so for an empty file too.

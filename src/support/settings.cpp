@@ -26,6 +26,24 @@ std::optional<TextStream> openForReading(const std::wstring& path) {
     return file ? file->OpenAsTextStream(IoMode::ForReading) : std::nullopt;
 }
 
+/// Hands the lines from the stream's position on to `take`, up to its end or to the one behind which `take`
+/// gives no. No when the stream can't be read on.
+template <typename Take>
+bool readLines(TextStream& stream, Take take) {
+    for (;;) {
+        const std::optional<bool> atEnd = stream.AtEndOfStream();
+        if (!atEnd)
+            return false;
+        if (*atEnd)
+            return true;
+        const std::optional<std::wstring> line = stream.ReadLine();
+        if (!line)
+            return false;
+        if (!take(*line))
+            return true;
+    }
+}
+
 /// The value of a catalogue line that begins with `prefix`: all behind the one separator character.
 std::optional<std::wstring> valueOf(std::wstring_view line, std::wstring_view prefix) {
     if (!line.starts_with(prefix))
@@ -42,18 +60,17 @@ bool scanFile(std::wstring_view prefix, bool loadCatalogue, std::wstring& result
     if (!stream)
         return false;
     std::wstring catalogueText;
-    while (!stream->AtEndOfStream()) {
-        const std::optional<std::wstring> line = stream->ReadLine();
-        if (!line)
-            return false;
+    const bool read = readLines(*stream, [&](const std::wstring& line) {
         if (loadCatalogue)
-            catalogueText.append(L"\r\n").append(*line);
-        if (std::optional<std::wstring> value = valueOf(*line, prefix)) {
-            result = std::move(*value);
-            if (!loadCatalogue)
-                break;
-        }
-    }
+            catalogueText.append(L"\r\n").append(line);
+        std::optional<std::wstring> value = valueOf(line, prefix);
+        if (!value)
+            return true;
+        result = std::move(*value);
+        return loadCatalogue;
+    });
+    if (!read)
+        return false;
     stream->Close();
     if (loadCatalogue)
         translationCache->catalogueText = std::move(catalogueText);
@@ -80,17 +97,16 @@ std::wstring readIniValue(std::wstring_view key) {
     std::optional<TextStream> stream = openForReading(pathSet->dataFolder + L"\\general.ini");
     if (!stream)
         return {};
-    while (!stream->AtEndOfStream()) {
-        const std::optional<std::wstring> line = stream->ReadLine();
-        if (!line)
-            return {};
-        const std::size_t equals = line->find(L'=');
-        if (equals == std::wstring::npos)
-            continue;
-        if (trim(std::wstring_view{*line}.substr(0, equals)) == key)
-            return std::wstring{trim(std::wstring_view{*line}.substr(equals + 1))};
-    }
-    return {};
+    std::wstring value;
+    // A failure has found nothing either.
+    static_cast<void>(readLines(*stream, [&](std::wstring_view line) {
+        const std::size_t equals = line.find(L'=');
+        if (equals == std::wstring_view::npos || trim(line.substr(0, equals)) != key)
+            return true;
+        value = trim(line.substr(equals + 1));
+        return false;
+    }));
+    return value;
 }
 
 std::wstring getLanguage() {

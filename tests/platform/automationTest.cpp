@@ -24,7 +24,7 @@ TEST(TextStream, LinesEndAtLfOrCrLf) {
             fileSystem.GetFile(L"c:\\A.TXT")->OpenAsTextStream(IoMode::ForReading);
         ASSERT_TRUE(stream);
         std::vector<std::wstring> lines;
-        while (!stream->AtEndOfStream())
+        while (stream->AtEndOfStream() == false)
             lines.push_back(*stream->ReadLine());
         EXPECT_EQ(lines, (std::vector<std::wstring>{L"one", L"two", L"", L"\u00E4\rb\u00FF\r"}));
         EXPECT_FALSE(stream->ReadLine());
@@ -47,7 +47,7 @@ TEST(TextStream, DoubleByteTextIsReadWhole) {
             FileSystemObject::create().OpenTextFile(L"C:\\a.txt", IoMode::ForReading, false);
         EXPECT_EQ(stream->ReadLine(), L"\u8868");
         EXPECT_EQ(stream->ReadLine(), L"\u65E5");
-        EXPECT_TRUE(stream->AtEndOfStream());
+        EXPECT_EQ(stream->AtEndOfStream(), true);
     });
 }
 

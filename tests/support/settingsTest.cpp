@@ -156,9 +156,14 @@ TEST(Translation, WithoutALanguageNoFileIsTouched) {
 TEST(Translation, FailsWhereTheLanguageFileCannotBeRead) {
     CatalogueMachine machine("//a=b\r\n//c=d\r\n");
     machine.insideLauncher([&] {
-        machine.fail("TextStream.ReadLine", ERROR_ACCESS_DENIED, 1, 2); // behind the setting and one line
-        EXPECT_EQ(getTranslation(L"a", true), std::nullopt);
-        machine.heal("TextStream.ReadLine");
+        EXPECT_EQ(getTranslation(L"none", false), L"#none#"); // the language is known from here on
+        for (const char* function : {"TextStream.ReadLine", "TextStream.AtEndOfStream"}) {
+            for (const bool load : {false, true}) {
+                machine.fail(function, ERROR_ACCESS_DENIED, 1, 1); // behind one line
+                EXPECT_EQ(getTranslation(L"c", load), std::nullopt) << function;
+                machine.heal(function);
+            }
+        }
         machine.files.remove(CatalogueMachine::languageFile);
         EXPECT_EQ(getTranslation(L"a", true), std::nullopt);
         machine.files.write(CatalogueMachine::languageFile, "");

@@ -120,10 +120,10 @@ AutomationObject::~AutomationObject() {
 
 // Text streams
 
-bool TextStream::AtEndOfStream() const {
+std::optional<bool> TextStream::AtEndOfStream() const {
     const Call<"TextStream.AtEndOfStream"> call;
     const StreamState* const stream = stateOf<StreamState>(object_);
-    return call.fails() || stream == nullptr || stream->atEnd();
+    return call.fails() || stream == nullptr ? std::nullopt : std::optional{stream->atEnd()};
 }
 
 std::optional<std::wstring> TextStream::ReadLine() {

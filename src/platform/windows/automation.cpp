@@ -187,9 +187,11 @@ AutomationObject::~AutomationObject() {
         static_cast<IDispatch*>(object_)->Release();
 }
 
-bool TextStream::AtEndOfStream() const {
+std::optional<bool> TextStream::AtEndOfStream() const {
     Value result;
-    return FAILED(call(object_, L"AtEndOfStream", DISPATCH_PROPERTYGET, {}, result.out())) || result.yes();
+    if (FAILED(call(object_, L"AtEndOfStream", DISPATCH_PROPERTYGET, {}, result.out())))
+        return std::nullopt;
+    return result.yes();
 }
 
 std::optional<std::wstring> TextStream::ReadLine() {
