@@ -34,9 +34,15 @@ std::string toAnsi(std::wstring_view text) {
         return bytes;
     }
     const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    // A quote or backslash of full width must not turn into a plain one, which would mean something.
+    DWORD flags = WC_NO_BEST_FIT_CHARS;
+    int size = WideCharToMultiByte(CP_ACP, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+    if (size == 0 && GetLastError() == ERROR_INVALID_FLAGS) { // such as of UTF-8, which has every character
+        flags = 0;
+        size = WideCharToMultiByte(CP_ACP, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+    }
     bytes.resize(static_cast<std::size_t>(size));
-    WideCharToMultiByte(CP_ACP, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
+    WideCharToMultiByte(CP_ACP, flags, text.data(), length, bytes.data(), size, nullptr, nullptr);
     return bytes;
 }
 

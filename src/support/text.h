@@ -9,7 +9,8 @@
 
 namespace kovra {
 
-/// The text's bytes in the ANSI code page; a character that it lacks becomes its default character ("?").
+/// The text's bytes in the ANSI code page; a character that it lacks becomes its default character ("?"),
+/// never one that only looks like it.
 [[nodiscard]] std::string toAnsi(std::wstring_view text);
 
 /// The bytes, taken as text in the ANSI code page. A byte 0 is a character like any other.

@@ -32,7 +32,7 @@ TEST(ContextMenu, FillsTheTemplateByteForByte) {
              {"%SHAREMAINCAPTION%", "Share with ''Kovra''"},
              {"%SHARECAPTION%", "Share"},
              {"%SENDCAPTION%", "Send [file]"},
-             {"%PUBLISHCAPTION%", "Publi\xE9 \\ ?"}}) // the code page lacks the snowman
+             {"%PUBLISHCAPTION%", "Publi\xE9 \\ ?"}}) // the code page lacks that quote
         expected = replaced(expected, placeholder, text);
     machine.files.write(ShellMachine::outputPath, std::string(10'000, 'x')); // of an earlier run, and longer
     machine.fail("DeleteFileA", ERROR_SHARING_VIOLATION, 1); // regedit has it open, and lets others write

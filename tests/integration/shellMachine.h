@@ -26,7 +26,7 @@ public:
                     "//shellShareWith:Share with \"Kovra\"\r\n"
                     "//doShare:Share\r\n"
                     "//doSend:Send [file]\r\n"
-                    "//doPublish:Publi\xC3\xA9 \\ \xE2\x98\x83\r\n");
+                    "//doPublish:Publi\xC3\xA9 \\ \xEF\xBC\x82\r\n"); // a quote of full width
         files.write(templatePath, "REGEDIT4\r\n\r\n"
                                   "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n"
                                   "@=\"%SHAREMAINCAPTION%\"\r\n\r\n"

@@ -30,8 +30,10 @@ TEST(CodePage, WhatItLacksBecomesAQuestionMark) {
     EXPECT_EQ(codePage.toAnsi(L"a\u4E2Db"), "a?b");
     EXPECT_EQ(codePage.toAnsi(L"\xD83D\xDE00"), "??"); // each half of a pair by itself
     bool usedStandIn = false;
-    EXPECT_EQ(codePage.toAnsi(L"a\u4E2D", "_", usedStandIn), "a_");
+    EXPECT_EQ(codePage.toAnsi(L"a\u4E2D", "_", true, usedStandIn), "a_");
     EXPECT_TRUE(usedStandIn);
+    EXPECT_EQ(codePage.toAnsi(L"\u0102\uFF02\uFF3C\u221E"), "A\"\\8") << "some find one that is alike";
+    EXPECT_EQ(codePage.toAnsi(L"\u0102\u00C4\uFF3C", "?", false, usedStandIn), "?\xC4?");
 }
 
 TEST(CodePage, DoubleByteCharactersCrossAsTwoBytes) {
@@ -90,6 +92,10 @@ TEST(CodePage, FunctionsMeasureAndConvert) {
         EXPECT_EQ(WideCharToMultiByte(1251, 0, L"\u0416", 1, ansi.data(), 8, "_", &usedDefault), 1);
         EXPECT_EQ(ansi[0], '\xC6');
         EXPECT_EQ(usedDefault, FALSE);
+
+        EXPECT_EQ(
+            WideCharToMultiByte(CP_UTF8, WC_NO_BEST_FIT_CHARS, L"a", 1, ansi.data(), 8, nullptr, nullptr), 0);
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_FLAGS);
 
         EXPECT_EQ(MultiByteToWideChar(CP_ACP, 0, "a", 0, nullptr, 0), 0);
         EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);

@@ -15,6 +15,7 @@ TEST(Text, CrossesTheMachinesCodePageBothWays) {
     InstalledMachine machine;
     machine.inside([] {
         EXPECT_EQ(toAnsi(L"a\u20AC\u3042"), "a\x80?");
+        EXPECT_EQ(toAnsi(L"\u00E9\u0102\uFF02\uFF3C"), "\xE9???") << "no character that is only alike";
         EXPECT_EQ(fromAnsi("a\x80\xE9"), L"a\u20AC\u00E9");
         EXPECT_EQ(fromAnsi({"a\0b", 3}), (std::wstring{L"a\0b", 3}));
         EXPECT_EQ(toAnsi({L"a\0b", 3}), (std::string{"a\0b", 3}));
@@ -26,6 +27,8 @@ TEST(Text, CrossesTheMachinesCodePageBothWays) {
         EXPECT_EQ(toAnsi(L"a\u3042\u00E9"), "a\x82\xA0?");
         EXPECT_EQ(fromAnsi("a\x82\xA0"), L"a\u3042");
     });
+    ASSERT_TRUE(machine.codePage.set(CP_UTF8));
+    machine.inside([] { EXPECT_EQ(toAnsi(L"\u0102\uFF02"), "\xC4\x82\xEF\xBC\x82"); });
 }
 
 TEST(Text, DecimalNumbersGoBothWaysWithinTheirRange) {

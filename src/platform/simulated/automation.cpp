@@ -157,7 +157,7 @@ bool TextStream::Write(const std::wstring& text) {
         return false;
     // A stream of ANSI text refuses what the code page lacks.
     bool usedStandIn = false;
-    const std::string bytes = machine().codePage.toAnsi(text, "?", usedStandIn);
+    const std::string bytes = machine().codePage.toAnsi(text, "?", true, usedStandIn);
     DWORD written = 0;
     return !usedStandIn && stream->file->write(bytes.data(), static_cast<DWORD>(bytes.size()), written);
 }

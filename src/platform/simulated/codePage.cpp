@@ -1,5 +1,6 @@
 #include "platform/simulated/codePage.h"
 
+#include "platform/simulated/bestFit.h"
 #include "platform/simulated/machine.h"
 
 #include <iconv.h>
@@ -144,7 +145,7 @@ public:
         return text;
     }
 
-    [[nodiscard]] std::string toAnsi(std::wstring_view text, std::string_view standIn,
+    [[nodiscard]] std::string toAnsi(std::wstring_view text, std::string_view standIn, bool bestFit,
                                      bool& usedStandIn) const {
         std::string bytes(text.size(), '\0');
         std::size_t plain = 0; // characters of one byte at the beginning, mostly all of them
@@ -156,7 +157,10 @@ public:
         }
         bytes.resize(plain);
         for (const wchar_t unit : text.substr(plain)) {
-            const WORD code = codeOf(unit);
+            WORD code = codeOf(unit);
+            if (code == 0 && bestFit)
+                if (const auto found = bestFit_.find(unit); found != bestFit_.end())
+                    code = found->second;
             if (code == 0 && unit != 0) {
                 bytes += standIn;
                 usedStandIn = true;
@@ -184,6 +188,7 @@ private:
     std::array<wchar_t, 256> single_{};
     std::vector<wchar_t> pairs_; // by lead byte and trail byte; empty in a code page without lead bytes
     std::vector<WORD> codes_ = std::vector<WORD>(unitCount); // by code unit; 0 where there is none
+    std::map<wchar_t, BYTE> bestFit_;                        // known of one code page only
 };
 
 namespace {
@@ -214,6 +219,10 @@ CharacterTable::CharacterTable(UINT number, const Converter& toUnits, const Conv
         if (unit)
             add(static_cast<WORD>(byte), *unit, fromUnits);
     }
+    if (number == westernEuropean)
+        for (const auto& [first, codes] : bestFitOf1252)
+            for (std::size_t i = 0; i < codes.size(); ++i)
+                bestFit_.emplace(first + static_cast<wchar_t>(i), static_cast<BYTE>(codes[i]));
     if (std::find(isLead_.begin(), isLead_.end(), true) == isLead_.end())
         return;
     pairs_.resize(unitCount, unknownBytes_);
@@ -276,12 +285,13 @@ bool CodePage::set(UINT number) {
 
 std::string CodePage::toAnsi(std::wstring_view text) const {
     bool usedStandIn = false;
-    return toAnsi(text, "?", usedStandIn);
+    return toAnsi(text, "?", true, usedStandIn);
 }
 
-std::string CodePage::toAnsi(std::wstring_view text, std::string_view standIn, bool& usedStandIn) const {
+std::string CodePage::toAnsi(std::wstring_view text, std::string_view standIn, bool bestFit,
+                             bool& usedStandIn) const {
     usedStandIn = false;
-    return table_ != nullptr ? table_->toAnsi(text, standIn, usedStandIn) : textToUtf8(text);
+    return table_ != nullptr ? table_->toAnsi(text, standIn, bestFit, usedStandIn) : textToUtf8(text);
 }
 
 std::wstring CodePage::toWide(std::string_view bytes) const {
@@ -352,13 +362,18 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceSi
     const std::optional<CodePage> page = codePageOf(codePage);
     const auto text = sourceOf(source, sourceSize, target, targetSize);
     const bool hasDefault = defaultCharacter != nullptr || usedDefaultCharacter != nullptr;
-    if (!page || !text || flags != 0 || (hasDefault && page->number() == CP_UTF8)) {
+    const bool bestFit = (flags & WC_NO_BEST_FIT_CHARS) == 0;
+    if (!page || !text || (hasDefault && page->number() == CP_UTF8)) {
         setLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    if ((flags & ~WC_NO_BEST_FIT_CHARS) != 0 || (!bestFit && page->number() == CP_UTF8)) {
+        setLastError(ERROR_INVALID_FLAGS);
         return 0;
     }
     bool usedStandIn = false;
     const std::string bytes =
-        page->toAnsi(*text, defaultCharacter != nullptr ? defaultCharacter : "?", usedStandIn);
+        page->toAnsi(*text, defaultCharacter != nullptr ? defaultCharacter : "?", bestFit, usedStandIn);
     if (usedDefaultCharacter != nullptr)
         *usedDefaultCharacter = usedStandIn ? TRUE : FALSE;
     return handOver(bytes, target, targetSize);

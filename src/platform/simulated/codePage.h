@@ -22,10 +22,12 @@ public:
 
     [[nodiscard]] UINT number() const { return number_; }
 
-    /// The text's bytes; a character that the code page lacks becomes `?`.
+    /// The text's bytes, as Windows' A functions give them: a character that the code page lacks becomes one
+    /// that is alike (known of 1252 only), else `?`.
     [[nodiscard]] std::string toAnsi(std::wstring_view text) const;
-    /// The same with another stand-in, telling whether it was needed.
-    [[nodiscard]] std::string toAnsi(std::wstring_view text, std::string_view standIn,
+    /// The same with another stand-in, telling whether it was needed, and with or without the characters
+    /// alike.
+    [[nodiscard]] std::string toAnsi(std::wstring_view text, std::string_view standIn, bool bestFit,
                                      bool& usedStandIn) const;
     /// The bytes as text; bytes that stand for no character become the code page's stand-in for them.
     [[nodiscard]] std::wstring toWide(std::string_view bytes) const;

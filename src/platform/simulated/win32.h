@@ -66,6 +66,7 @@ constexpr DWORD ERROR_PIPE_NOT_CONNECTED = 233;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_PIPE_CONNECTED = 535;
 constexpr DWORD ERROR_PIPE_LISTENING = 536;
+constexpr DWORD ERROR_INVALID_FLAGS = 1004;
 constexpr DWORD ERROR_NO_TOKEN = 1008;
 constexpr DWORD ERROR_SERVICE_DOES_NOT_EXIST = 1060;
 constexpr DWORD ERROR_FAILED_SERVICE_CONTROLLER_CONNECT = 1063;
@@ -262,10 +263,14 @@ constexpr DWORD GENERIC_WRITE = 0x40000000;
 constexpr DWORD FILE_APPEND_DATA = 4;
 constexpr DWORD FILE_SHARE_READ = 1;
 constexpr DWORD FILE_SHARE_WRITE = 2;
+constexpr DWORD FILE_SHARE_DELETE = 4;
+constexpr DWORD FILE_READ_ATTRIBUTES = 0x80;
 constexpr DWORD CREATE_ALWAYS = 2;
 constexpr DWORD OPEN_EXISTING = 3;
 constexpr DWORD OPEN_ALWAYS = 4;
 constexpr DWORD FILE_ATTRIBUTE_NORMAL = 128;
+constexpr DWORD FILE_FLAG_OPEN_REPARSE_POINT = 0x200000;
+constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x2000000;
 constexpr DWORD FILE_BEGIN = 0;
 constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
 constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
@@ -437,6 +442,7 @@ int GetTimeFormatA(LCID locale, DWORD flags, const SYSTEMTIME* time, LPCSTR form
 
 constexpr UINT CP_ACP = 0;
 constexpr UINT CP_UTF8 = 65001;
+constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceSize, LPWSTR target,
                         int targetSize);
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceSize, LPSTR target,
