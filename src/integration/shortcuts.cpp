@@ -12,8 +12,6 @@ namespace {
 constexpr std::int32_t windowStyle = 4; // as last shown, without taking the focus
 
 void removeProductFiles(const std::wstring& startupFolder) {
-    if (startupFolder.empty()) // the system has no such folder; an empty path would be the current one
-        return;
     const std::optional<Folder> folder = fileSystem().GetFolder(startupFolder);
     if (!folder)
         return;

@@ -1,6 +1,6 @@
 #include "support/trace.h"
 
-#include "platform/handles.h"
+#include "platform/fileByHandle.h"
 #include "platform/perProcess.h"
 #include "support/fileSystem.h"
 #include "support/serviceMode.h"
@@ -25,6 +25,19 @@ std::string dateAndTime() {
     return std::string{date} + " " + time;
 }
 
+/// Opens the trace file, and nothing else: any user may make the folder, as a junction too, or lay a link
+/// into it, and the service writes with rights that he lacks. So the folder is opened itself, and the file by
+/// the opened folder: on no way a file is made or opened elsewhere, and what counts is what was opened.
+FileHandle openTraceFile() {
+    const FileHandle folder{CreateFileA(
+        "C:\\P1", FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)};
+    if (!folder || isLinked(folder))
+        return {};
+    FileHandle file = openForAppending(folder, L"log.txt");
+    return file && !isLinked(file) ? std::move(file) : FileHandle{};
+}
+
 } // namespace
 
 void writeLog(const std::wstring& message) {
@@ -36,7 +49,7 @@ void writeLog(const std::wstring& message) {
             return;
     }
     // Append access and full sharing: lines of several launchers follow one another and none is lost.
-    const FileHandle file = openFile(L"c:\\P1\\log.txt", FILE_APPEND_DATA, OPEN_ALWAYS);
+    const FileHandle file = openTraceFile();
     if (!file)
         return;
     const std::string line = dateAndTime() + " SCE: " + toAnsi(message) + "\r\n";

@@ -224,7 +224,10 @@ TEST(Files, AJunctionShowsItsTargetAndGoesWithoutIt) {
     files.makeFolder(L"C:\\root\\empty");
     files.write(L"C:\\root\\full\\file", "y");
     EXPECT_EQ(files.makeJunction(L"C:\\missing", L"C:\\root\\link"), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(files.makeJunction(L"\\\\server\\share", L"C:\\root\\link"), ERROR_INVALID_NAME);
+    for (const auto* refused : {L"\\\\server\\share", L"data", L"C:data", L"\\data"}) {
+        EXPECT_EQ(files.makeJunction(refused, L"C:\\root\\link"), ERROR_INVALID_NAME);
+        EXPECT_EQ(files.makeJunction(L"C:\\data", refused), ERROR_INVALID_NAME);
+    }
     EXPECT_EQ(files.makeJunction(L"C:\\data", L"C:\\root\\full"), ERROR_ALREADY_EXISTS);
     EXPECT_EQ(files.makeJunction(L"C:\\data", L"C:\\root\\empty"), ERROR_SUCCESS);
     ASSERT_EQ(files.makeJunction(L"C:\\data", L"C:\\root\\link"), ERROR_SUCCESS);
@@ -236,9 +239,40 @@ TEST(Files, AJunctionShowsItsTargetAndGoesWithoutIt) {
     EXPECT_EQ(files.snapshot().at(L"C:\\root\\link").junctionTarget, L"C:\\data");
     EXPECT_FALSE(files.snapshot().contains(L"C:\\root\\link\\new"));
 
-    EXPECT_EQ(files.deleteFolder(L"C:\\root\\link", true), ERROR_SUCCESS);
+    EXPECT_EQ(files.removeFolder(L"C:\\root\\link"), ERROR_SUCCESS);
+    files.deletionFollowsJunctions = false;
     EXPECT_EQ(files.deleteFolder(L"C:\\root", true), ERROR_SUCCESS); // with the other junction in it
     EXPECT_EQ(files.read(L"C:\\data\\sub\\file"), "x");
+
+    files.deletionFollowsJunctions = true;
+    files.makeFolder(L"C:\\root\\dead");
+    files.setLink(L"C:\\root\\dead", L"C:\\gone");
+    ASSERT_EQ(files.makeJunction(L"C:\\data", L"C:\\root\\dead"), ERROR_SUCCESS); // it shows nothing
+    EXPECT_EQ(files.deleteFolder(L"C:\\root", true), ERROR_SUCCESS);
+    EXPECT_TRUE(files.list(L"C:\\data").empty());
+}
+
+TEST(Files, AFileMayHaveSeveralNames) {
+    FileSystem files;
+    files.write(L"C:\\a\\one", "x");
+    ASSERT_TRUE(files.addName(L"C:\\a\\one", L"C:\\two"));
+    append(files, L"C:\\two", "y");
+    EXPECT_EQ(files.read(L"C:\\a\\one"), "xy");
+    EXPECT_EQ(files.deleteFile(L"C:\\two"), ERROR_SUCCESS);
+    EXPECT_EQ(files.read(L"C:\\a\\one"), "xy");
+}
+
+TEST(Files, AHeldFolderStaysWithWhatTheDeletionHasNotReached) {
+    FileSystem files;
+    for (const auto* path : {L"C:\\f\\1", L"C:\\f\\held\\2", L"C:\\f\\z"})
+        files.write(path, "x");
+    std::optional<OpenFolder> held =
+        files.openFolder(L"C:\\f\\held", true, FILE_SHARE_READ | FILE_SHARE_WRITE);
+    EXPECT_EQ(files.deleteFolder(L"C:\\f", true), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(files.list(L"C:\\f"), (std::vector<std::wstring>{L"held", L"z"}));
+    EXPECT_EQ(files.move(L"C:\\f\\held", L"C:\\g"), ERROR_SHARING_VIOLATION);
+    held.reset();
+    EXPECT_EQ(files.deleteFolder(L"C:\\f", true), ERROR_SUCCESS);
 }
 
 TEST(Files, JunctionsInACircleOrIntoNothingLeadNowhere) {
@@ -246,7 +280,9 @@ TEST(Files, JunctionsInACircleOrIntoNothingLeadNowhere) {
     files.makeFolder(L"C:\\a");
     files.makeFolder(L"C:\\b");
     ASSERT_EQ(files.makeJunction(L"C:\\b", L"C:\\a"), ERROR_SUCCESS);
-    ASSERT_EQ(files.makeJunction(L"C:\\a", L"C:\\b"), ERROR_SUCCESS);
+    EXPECT_EQ(files.makeJunction(L"C:\\a", L"C:\\b"),
+              ERROR_ALREADY_EXISTS); // they are the same folder by now
+    ASSERT_TRUE(files.setLink(L"C:\\b", L"C:\\a"));
     EXPECT_FALSE(files.fileExists(L"C:\\a\\x"));
     ASSERT_TRUE(files.remove(L"C:\\b"));
     EXPECT_TRUE(files.folderExists(L"C:\\a")); // the junction itself

@@ -63,6 +63,32 @@ TEST(Trace, EachProcessLooksForTheFolderAtItsFirstLineAlone) {
     EXPECT_THAT(machine.traceLines, ElementsAre("written", "written again", "and again"));
 }
 
+TEST(Trace, NeverGoesElsewhereByALink) {
+    using Files = simulated::FileSystem;
+    constexpr const wchar_t* victim = L"C:\\Windows\\log.txt";
+    void (*const plants[])(Files&) = {
+        [](Files& files) { files.addName(victim, traceFile); },
+        [](Files& files) {
+            files.write(traceFile, "");
+            files.setLink(traceFile, victim);
+        },
+        [](Files& files) { files.setLink(L"C:\\P1", L"C:\\Windows"); },
+        [](Files& files) { files.setLink(L"C:\\P1", L"C:\\Windows\\System32"); }, // where no such file is
+    };
+    for (const auto plant : plants) {
+        SCOPED_TRACE(&plant - plants);
+        InstalledMachine machine;
+        machine.files.write(victim, "of the system");
+        plant(machine.files);
+        const auto before = machine.files.snapshot();
+        machine.inside([&] {
+            writeLog(L"lost");
+            EXPECT_EQ(machine.handles.count(), 0U);
+        });
+        EXPECT_EQ(machine.files.snapshot(), before);
+    }
+}
+
 TEST(Trace, AMachineWithoutTheFileSystemObjectGoesWithout) {
     InstalledMachine machine;
     machine.fail("CreateObject Scripting.FileSystemObject", 1);

@@ -1,5 +1,6 @@
 #include "platform/simulated/files.h"
 
+#include "libraries/ext/localPath.h"
 #include "platform/simulated/machine.h"
 
 #include <algorithm>
@@ -41,7 +42,7 @@ constexpr bool maySpell(wchar_t character) {
 } // namespace
 
 /// A file, a folder, a drive's or share's root, or a junction.
-struct FileNode {
+struct FileNode : std::enable_shared_from_this<FileNode> {
     FileNode(std::wstring_view itsName, bool folder, FileNode* itsParent)
         : name(itsName),
           parent(itsParent),
@@ -63,8 +64,8 @@ struct FileNode {
     bool loaded = false;
     bool inUse = false;
     bool writesDenied = false;
-    std::wstring junctionTarget;
-    std::string content;
+    std::wstring junctionTarget; // of a file: it is a symbolic link
+    std::shared_ptr<std::string> content = std::make_shared<std::string>(); // one for all names of a file
     std::map<std::wstring, std::shared_ptr<FileNode>, Caseless> children;
 
     // Who holds the file open, and who of them shares it with nobody else that reads, or writes.
@@ -73,8 +74,22 @@ struct FileNode {
     int writers = 0;
     int readDenials = 0;
     int writeDenials = 0;
+    int deletionDenials = 0;
 
     [[nodiscard]] bool isJunction() const { return !junctionTarget.empty(); }
+
+    /// Why a program can't open the file; ERROR_SUCCESS when it can.
+    [[nodiscard]] DWORD openError(DWORD access, DWORD share, DWORD disposition) const {
+        const bool reads = (access & GENERIC_READ) != 0;
+        const bool changes =
+            (access & (GENERIC_WRITE | FILE_APPEND_DATA)) != 0 || disposition == CREATE_ALWAYS;
+        if (isFolder || (changes && (readOnly || !mayChange())))
+            return ERROR_ACCESS_DENIED;
+        const bool refused = (reads && readDenials > 0) || (changes && writeDenials > 0) ||
+                             ((share & FILE_SHARE_READ) == 0 && readers > 0) ||
+                             ((share & FILE_SHARE_WRITE) == 0 && writers > 0);
+        return inUse || refused || (changes && loaded) ? ERROR_SHARING_VIOLATION : ERROR_SUCCESS;
+    }
 
     [[nodiscard]] bool mayChange() const {
         for (const FileNode* node = this; node != nullptr; node = node->parent)
@@ -105,7 +120,7 @@ struct FileNode {
     }
 
     [[nodiscard]] FileFacts facts() const {
-        return {isFolder, readOnly, loaded, inUse, writesDenied, junctionTarget, content};
+        return {isFolder, readOnly, loaded, inUse, writesDenied, junctionTarget, *content};
     }
 };
 
@@ -200,6 +215,7 @@ void countOpener(FileNode& node, DWORD access, DWORD share, int change) {
     node.writers += (access & (GENERIC_WRITE | FILE_APPEND_DATA)) != 0 ? change : 0;
     node.readDenials += (share & FILE_SHARE_READ) == 0 ? change : 0;
     node.writeDenials += (share & FILE_SHARE_WRITE) == 0 ? change : 0;
+    node.deletionDenials += (share & FILE_SHARE_DELETE) == 0 ? change : 0;
 }
 
 } // namespace
@@ -229,10 +245,10 @@ bool OpenFile::read(void* buffer, DWORD size, DWORD& read) {
     if ((access_ & GENERIC_READ) == 0)
         return false;
     const std::uint64_t left =
-        node_->content.size() - std::min<std::uint64_t>(position_, node_->content.size());
+        node_->content->size() - std::min<std::uint64_t>(position_, node_->content->size());
     read = static_cast<DWORD>(std::min<std::uint64_t>(size, left));
     if (read > 0)
-        std::memcpy(buffer, node_->content.data() + position_, read);
+        std::memcpy(buffer, node_->content->data() + position_, read);
     position_ += read;
     return true;
 }
@@ -241,16 +257,16 @@ std::optional<std::string> OpenFile::readRest() {
     if ((access_ & GENERIC_READ) == 0)
         return std::nullopt;
     const std::size_t start =
-        static_cast<std::size_t>(std::min<std::uint64_t>(position_, node_->content.size()));
-    position_ = node_->content.size();
-    return node_->content.substr(start);
+        static_cast<std::size_t>(std::min<std::uint64_t>(position_, node_->content->size()));
+    position_ = node_->content->size();
+    return node_->content->substr(start);
 }
 
 bool OpenFile::write(const void* buffer, DWORD size, DWORD& written) {
     written = 0;
     if ((access_ & (GENERIC_WRITE | FILE_APPEND_DATA)) == 0)
         return false;
-    std::string& content = node_->content;
+    std::string& content = *node_->content;
     if ((access_ & GENERIC_WRITE) == 0)
         position_ = content.size();
     const std::size_t start = static_cast<std::size_t>(position_);
@@ -264,11 +280,53 @@ bool OpenFile::write(const void* buffer, DWORD size, DWORD& written) {
 }
 
 std::uint64_t OpenFile::size() const {
-    return node_->content.size();
+    return node_->content->size();
 }
 
 std::wstring OpenFile::path() const {
     return node_->path();
+}
+
+DWORD OpenFile::links() const {
+    return static_cast<DWORD>(node_->content.use_count());
+}
+
+bool OpenFile::isLink() const {
+    return node_->isJunction();
+}
+
+OpenFolder::OpenFolder(std::shared_ptr<FileNode> node, DWORD share) : node_(std::move(node)), share_(share) {
+    countOpener(*node_, 0, share_, +1);
+}
+
+OpenFolder& OpenFolder::operator=(OpenFolder&& other) noexcept {
+    std::swap(node_, other.node_);
+    std::swap(share_, other.share_);
+    return *this;
+}
+
+OpenFolder::~OpenFolder() {
+    if (node_ != nullptr)
+        countOpener(*node_, 0, share_, -1);
+}
+
+std::wstring OpenFolder::path() const {
+    return node_->path();
+}
+
+bool OpenFolder::isLink() const {
+    return node_->isJunction();
+}
+
+std::optional<OpenFile> OpenFolder::openFile(std::wstring_view name, DWORD share) const {
+    FileNode* file = node_->child(name);
+    if (node_->isJunction() ||
+        (file == nullptr ? !node_->mayChange()
+                         : file->openError(FILE_APPEND_DATA, share, OPEN_ALWAYS) != ERROR_SUCCESS))
+        return std::nullopt;
+    if (file == nullptr)
+        file = &node_->add(name, false);
+    return OpenFile{file->shared_from_this(), FILE_APPEND_DATA, share};
 }
 
 // Finding
@@ -331,6 +389,8 @@ FileNode* FileSystem::findFolder(std::wstring_view path) const {
 
 FileNode* FileSystem::findFile(std::wstring_view path) const {
     const Place place = locate(path);
+    if (place.isFile() && place.node->isJunction())
+        return findFile(place.node->junctionTarget);
     return place.isFile() ? place.node : nullptr;
 }
 
@@ -366,7 +426,7 @@ bool FileSystem::write(std::wstring_view path, std::string_view bytes) {
         file = &folder->add(parsed.names[parsed.count - 1], false);
     if (file->isFolder)
         return false;
-    file->content = bytes;
+    *file->content = bytes;
     return true;
 }
 
@@ -413,6 +473,22 @@ bool FileSystem::denyWrites(std::wstring_view path, bool denied) {
     return node != nullptr;
 }
 
+bool FileSystem::addName(std::wstring_view file, std::wstring_view name) {
+    const FileNode* const node = findFile(file);
+    const Place place = locate(name);
+    if (node == nullptr || place.node != nullptr || place.parent == nullptr)
+        return false;
+    place.parent->add(place.name, false).content = node->content;
+    return true;
+}
+
+bool FileSystem::setLink(std::wstring_view path, std::wstring_view target) {
+    FileNode* const node = find(path);
+    if (node != nullptr)
+        node->junctionTarget = target;
+    return node != nullptr;
+}
+
 // Looking
 
 bool FileSystem::fileExists(std::wstring_view path) const {
@@ -426,12 +502,12 @@ bool FileSystem::folderExists(std::wstring_view path) const {
 
 std::optional<std::string> FileSystem::read(std::wstring_view path) const {
     const FileNode* const file = findFile(path);
-    return file == nullptr ? std::nullopt : std::optional{file->content};
+    return file == nullptr ? std::nullopt : std::optional{*file->content};
 }
 
 std::optional<std::uint64_t> FileSystem::size(std::wstring_view path) const {
     const FileNode* const file = findFile(path);
-    return file == nullptr ? std::nullopt : std::optional<std::uint64_t>{file->content.size()};
+    return file == nullptr ? std::nullopt : std::optional<std::uint64_t>{file->content->size()};
 }
 
 std::vector<std::wstring> FileSystem::list(std::wstring_view path) const {
@@ -449,6 +525,19 @@ std::vector<std::wstring> FileSystem::listFiles(std::wstring_view path) const {
             if (!node->isFolder)
                 names.push_back(node->name);
     return names;
+}
+
+std::wstring FileSystem::linkTarget(std::wstring_view path) const {
+    const FileNode* const node = find(path);
+    return node != nullptr ? node->junctionTarget : std::wstring{};
+}
+
+std::optional<OpenFolder> FileSystem::openFolder(std::wstring_view path, bool followLinks,
+                                                 DWORD share) const {
+    FileNode* const node = followLinks ? findFolder(path) : find(path);
+    if (node == nullptr || !node->isFolder)
+        return std::nullopt;
+    return OpenFolder{node->shared_from_this(), share};
 }
 
 std::optional<std::wstring> FileSystem::fullPath(std::wstring_view path) const {
@@ -477,26 +566,18 @@ FileSnapshot FileSystem::snapshot() const {
 
 std::optional<OpenFile> FileSystem::open(std::wstring_view path, DWORD access, DWORD share, DWORD disposition,
                                          DWORD& error) {
-    const bool reads = (access & GENERIC_READ) != 0;
-    const bool writes = (access & (GENERIC_WRITE | FILE_APPEND_DATA)) != 0;
     Place place = locate(path);
     const bool isThere = place.node != nullptr;
+    if (isThere && !place.node->isFolder && place.node->isJunction())
+        return open(place.node->junctionTarget, access, share, disposition, error);
     if (disposition != CREATE_ALWAYS && disposition != OPEN_ALWAYS && disposition != OPEN_EXISTING) {
         error = ERROR_INVALID_PARAMETER;
     } else if (isThere) {
         const FileNode& node = *place.node;
-        const bool changes = writes || disposition == CREATE_ALWAYS;
-        const bool refused = (reads && node.readDenials > 0) || (changes && node.writeDenials > 0) ||
-                             ((share & FILE_SHARE_READ) == 0 && node.readers > 0) ||
-                             ((share & FILE_SHARE_WRITE) == 0 && node.writers > 0);
-        if (place.endsInSeparator && !node.isFolder)
-            error = ERROR_INVALID_NAME;
-        else if (node.isFolder || (changes && (node.readOnly || !node.mayChange())))
-            error = ERROR_ACCESS_DENIED;
-        else if (node.inUse || refused || (changes && node.loaded))
-            error = ERROR_SHARING_VIOLATION;
-        else
-            error = disposition == OPEN_EXISTING ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS;
+        error = place.endsInSeparator && !node.isFolder ? ERROR_INVALID_NAME
+                                                        : node.openError(access, share, disposition);
+        if (error == ERROR_SUCCESS && disposition != OPEN_EXISTING)
+            error = ERROR_ALREADY_EXISTS;
     } else if (place.error != ERROR_FILE_NOT_FOUND || disposition == OPEN_EXISTING) {
         error = place.error;
     } else if (place.endsInSeparator) {
@@ -510,7 +591,7 @@ std::optional<OpenFile> FileSystem::open(std::wstring_view path, DWORD access, D
         place.parent->add(place.name, false);
     const std::shared_ptr<FileNode>& node = place.parent->children.find(place.name)->second;
     if (disposition == CREATE_ALWAYS)
-        node->content.clear();
+        node->content->clear();
     return OpenFile{node, access, share};
 }
 
@@ -520,17 +601,13 @@ namespace {
 DWORD deletionError(const FileNode& node, bool force) {
     if (node.loaded || (node.readOnly && !force) || !node.mayChange() || node.parent == nullptr)
         return ERROR_ACCESS_DENIED;
-    if (node.inUse || node.openers > 0)
+    if (node.inUse || node.deletionDenials > 0)
         return ERROR_SHARING_VIOLATION;
     return ERROR_SUCCESS;
 }
 
-DWORD deleteTree(FileNode& node, bool force) {
-    while (!node.children.empty()) {
-        const DWORD error = deleteTree(*node.children.begin()->second, force);
-        if (error != ERROR_SUCCESS)
-            return error;
-    }
+/// Deletes the file, or the folder or junction alone.
+DWORD deleteNode(FileNode& node, bool force) {
     const DWORD error = deletionError(node, force);
     if (error == ERROR_SUCCESS)
         node.parent->children.erase(node.parent->children.find(node.name));
@@ -539,10 +616,10 @@ DWORD deleteTree(FileNode& node, bool force) {
 
 /// Why the file, or something in the folder, can't be moved.
 DWORD moveError(const FileNode& node) {
-    if (node.inUse || node.openers > 0)
+    if (node.inUse || node.deletionDenials > 0)
         return ERROR_SHARING_VIOLATION;
     const bool isHeld = std::any_of(node.children.begin(), node.children.end(), [](const auto& child) {
-        return moveError(*child.second) != ERROR_SUCCESS;
+        return child.second->openers > 0 || moveError(*child.second) != ERROR_SUCCESS;
     });
     return isHeld ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
@@ -567,11 +644,39 @@ DWORD FileSystem::deleteFile(std::wstring_view path, bool force) {
     return error;
 }
 
+DWORD FileSystem::deleteTree(FileNode& node, bool force, int depth) {
+    FileNode* const content = deletionFollowsJunctions ? throughJunctions(&node) : &node;
+    if (depth == maxJunctionDepth) // a circle of junctions ends with the longest path
+        return ERROR_PATH_NOT_FOUND;
+    while (content != nullptr && !content->children.empty()) {
+        const DWORD error = deleteTree(*content->children.begin()->second, force, depth + 1);
+        if (error != ERROR_SUCCESS)
+            return error;
+    }
+    return deleteNode(node, force);
+}
+
 DWORD FileSystem::deleteFolder(std::wstring_view path, bool force) {
     const Place place = locate(path);
     if (place.node == nullptr || !place.node->isFolder)
         return ERROR_PATH_NOT_FOUND;
     return deleteTree(*place.node, force);
+}
+
+bool FileSystem::removeJunctionsBelow(std::wstring_view folder) {
+    FileNode* const node = find(folder);
+    return node == nullptr || removeJunctionsIn(*node);
+}
+
+bool FileSystem::removeJunctionsIn(FileNode& folder) {
+    bool allGone = true;
+    const auto children = folder.children;
+    for (const auto& [name, child] : children)
+        if (child->isFolder)
+            allGone = (child->isJunction() ? deleteNode(*child, true) == ERROR_SUCCESS
+                                           : removeJunctionsIn(*child)) &&
+                      allGone;
+    return allGone;
 }
 
 DWORD FileSystem::removeFolder(std::wstring_view path) {
@@ -581,7 +686,7 @@ DWORD FileSystem::removeFolder(std::wstring_view path) {
         return ERROR_PATH_NOT_FOUND;
     if (!place.node->isJunction() && !place.node->children.empty())
         return notEmpty;
-    return deleteTree(*place.node, false);
+    return deleteNode(*place.node, false);
 }
 
 DWORD FileSystem::move(std::wstring_view source, std::wstring_view destination) {
@@ -612,16 +717,18 @@ DWORD FileSystem::move(std::wstring_view source, std::wstring_view destination) 
 
 DWORD FileSystem::makeJunction(std::wstring_view target, std::wstring_view link) {
     const std::optional<std::wstring> targetPath = fullPath(target);
-    if (!targetPath || targetPath->starts_with(L"\\\\"))
+    if (!targetPath || !ext::isDrivePath(target) || !ext::isDrivePath(link))
         return ERROR_INVALID_NAME;
-    if (findFolder(target) == nullptr)
+    const FileNode* const shown = findFolder(target);
+    if (shown == nullptr)
         return ERROR_PATH_NOT_FOUND;
     const Place place = locate(link);
     if (place.node == nullptr && place.parent == nullptr)
         return place.error;
     const FileNode& changed = place.node != nullptr ? *place.node : *place.parent;
+    const FileNode* const content = throughJunctions(place.node);
     if (place.node != nullptr &&
-        (!place.node->isFolder || place.node->isJunction() || !place.node->children.empty()))
+        (!place.node->isFolder || content == shown || (content != nullptr && !content->children.empty())))
         return ERROR_ALREADY_EXISTS;
     if (place.parent == nullptr || !changed.mayChange())
         return ERROR_ACCESS_DENIED;

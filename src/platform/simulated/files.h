@@ -38,12 +38,38 @@ public:
 
     /// The file's full path, with the case of its names.
     [[nodiscard]] std::wstring path() const;
+    /// How many names the file has.
+    [[nodiscard]] DWORD links() const;
+    /// It is a symbolic link, opened itself.
+    [[nodiscard]] bool isLink() const;
 
 private:
     std::shared_ptr<FileNode> node_; // null once it was moved from
     DWORD access_;
     DWORD share_;
     std::uint64_t position_ = 0;
+};
+
+/// A folder that a program holds, open or as its working folder. It is let go when this goes.
+class OpenFolder {
+public:
+    /// While a folder is held without sharing its deletion, it can be neither deleted nor moved.
+    OpenFolder(std::shared_ptr<FileNode> node, DWORD share);
+    OpenFolder(OpenFolder&& other) noexcept = default;
+    OpenFolder& operator=(OpenFolder&& other) noexcept;
+    ~OpenFolder();
+
+    /// The folder's full path, with the case of its names.
+    [[nodiscard]] std::wstring path() const;
+    /// It is a junction, opened itself.
+    [[nodiscard]] bool isLink() const;
+    /// Opens the file directly in it for appending, and makes it where it is missing. A symbolic link is
+    /// opened itself. Empty when it can't be opened.
+    [[nodiscard]] std::optional<OpenFile> openFile(std::wstring_view name, DWORD share) const;
+
+private:
+    std::shared_ptr<FileNode> node_; // null once it was moved from
+    DWORD share_;
 };
 
 /// What can be told of a file or folder, for comparison.
@@ -90,6 +116,15 @@ public:
     /// Nothing can be made, written, moved or deleted in the folder, and below it; it is made when it is
     /// missing.
     bool denyWrites(std::wstring_view path, bool denied = true);
+    /// Gives the file a second name (a hard link). The new name must be free.
+    bool addName(std::wstring_view file, std::wstring_view name);
+    /// Makes the file or folder lead elsewhere, be it there or not: a file as a symbolic link, a folder as a
+    /// junction. An empty target makes it an ordinary one.
+    bool setLink(std::wstring_view path, std::wstring_view target);
+
+    /// Whether the file-system object, when it deletes a folder, empties what the junctions in it lead to.
+    /// Known of one maker's; of Windows' own it isn't told.
+    bool deletionFollowsJunctions = true;
 
     // Looking, which Windows never refuses here.
 
@@ -104,6 +139,8 @@ public:
     [[nodiscard]] std::vector<std::wstring> listFiles(std::wstring_view path) const;
     /// The path from its drive or share on, without `.`, `..` and a separator at the end.
     [[nodiscard]] std::optional<std::wstring> fullPath(std::wstring_view path) const;
+    /// Where the junction at the path leads; empty when there is none.
+    [[nodiscard]] std::wstring linkTarget(std::wstring_view path) const;
     [[nodiscard]] FileSnapshot snapshot() const;
 
     // What programs do, with all that Windows refuses. Each gives Windows' error code, ERROR_SUCCESS when
@@ -113,16 +150,21 @@ public:
     /// CREATE_ALWAYS or OPEN_ALWAYS has found.
     [[nodiscard]] std::optional<OpenFile> open(std::wstring_view path, DWORD access, DWORD share,
                                                DWORD disposition, DWORD& error);
+    /// Empty when there is no such folder. `followLinks` opens what a junction leads to, not itself.
+    [[nodiscard]] std::optional<OpenFolder> openFolder(std::wstring_view path, bool followLinks,
+                                                       DWORD share) const;
     /// `force` deletes a read-only file too.
     DWORD deleteFile(std::wstring_view path, bool force = false);
-    /// Deletes the folder with all below it, up to the first thing that can't be deleted; junctions in it go
-    /// without what they lead to.
+    /// Deletes the folder with all below it, up to the first thing that can't be deleted.
     DWORD deleteFolder(std::wstring_view path, bool force);
     /// Deletes the empty folder, or the junction without what it leads to.
     DWORD removeFolder(std::wstring_view path);
     /// Moves a file, or a folder with all below it; the destination must not exist.
     DWORD move(std::wstring_view source, std::wstring_view destination);
-    /// Makes the folder `link`, which must be missing or empty, show the content of the folder `target`.
+    /// Takes all junctions below the folder away, without what they lead to; no when one stays.
+    bool removeJunctionsBelow(std::wstring_view folder);
+    /// Makes the folder `link`, which must be missing or show nothing, show the content of the folder
+    /// `target`. Both are full paths on a drive.
     DWORD makeJunction(std::wstring_view target, std::wstring_view link);
 
 private:
@@ -135,6 +177,8 @@ private:
     [[nodiscard]] FileNode* findFolder(std::wstring_view path) const;
     [[nodiscard]] FileNode* findFile(std::wstring_view path) const;
     FileNode* makeFolders(const ParsedPath& path, std::size_t count);
+    DWORD deleteTree(FileNode& node, bool force, int depth = 0);
+    static bool removeJunctionsIn(FileNode& folder);
 
     std::map<std::wstring, std::shared_ptr<FileNode>, Caseless> volumes_;
 };

@@ -223,7 +223,7 @@ std::string resolveDevice(std::string_view path) {
 
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes, DWORD disposition,
                    DWORD flags, HANDLE templateFile) {
-    constexpr DWORD harmlessFlags = FILE_ATTRIBUTE_NORMAL | 0x02200000; // links as such, folders
+    constexpr DWORD harmlessFlags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS;
     const Call<"CreateFileA"> call;
     call.expect(attributes == nullptr && (flags & ~harmlessFlags) == 0 && templateFile == nullptr,
                 "attributes, flags, template");
@@ -240,6 +240,11 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
             return INVALID_HANDLE_VALUE;
         }
         return here.handles.add(OpenMailslot{slot});
+    }
+    if ((flags & FILE_FLAG_BACKUP_SEMANTICS) != 0) {
+        const bool followLinks = (flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0;
+        if (auto folder = here.files.openFolder(here.codePage.toWide(path), followLinks, share))
+            return here.handles.add(std::move(*folder));
     }
     DWORD error = ERROR_SUCCESS;
     std::optional<OpenFile> file =

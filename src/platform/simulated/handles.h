@@ -68,8 +68,9 @@ struct EventSource {
     std::string name;
 };
 
-using KernelObject = std::variant<std::monostate, Event, ThreadObject, Snapshot, OpenedProcess, Token,
-                                  OpenPipe, OpenMailslot, OpenFile, PipeReadEnd, PipeWriteEnd, EventSource>;
+using KernelObject =
+    std::variant<std::monostate, Event, ThreadObject, Snapshot, OpenedProcess, Token, OpenPipe, OpenMailslot,
+                 OpenFile, OpenFolder, PipeReadEnd, PipeWriteEnd, EventSource>;
 
 /// The open handles of all launcher processes.
 class Handles {

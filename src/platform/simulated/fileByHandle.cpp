@@ -1,0 +1,31 @@
+#include "platform/fileByHandle.h"
+
+#include "platform/simulated/machine.h"
+
+namespace kovra {
+
+using namespace simulated;
+
+FileHandle openForAppending(const FileHandle& folder, const wchar_t* name) {
+    const Call<"NtCreateFile"> call;
+    Handles& handles = machine().handles;
+    const OpenFolder* const opened = call.fails() ? nullptr : handles.find<OpenFolder>(folder.get());
+    if (opened == nullptr)
+        return {};
+    std::optional<OpenFile> file =
+        opened->openFile(name, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+    return file ? FileHandle{handles.add(std::move(*file))} : FileHandle{};
+}
+
+bool isLinked(const FileHandle& file) {
+    const Call<"isLinked"> call;
+    const KernelObject* const object = call.fails() ? nullptr : machine().handles.findAny(file.get());
+    if (object == nullptr)
+        return true;
+    if (const OpenFolder* const folder = std::get_if<OpenFolder>(object))
+        return folder->isLink();
+    const OpenFile* const opened = std::get_if<OpenFile>(object);
+    return opened == nullptr || opened->isLink() || opened->links() > 1;
+}
+
+} // namespace kovra

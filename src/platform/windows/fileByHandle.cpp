@@ -1,0 +1,36 @@
+#include "platform/fileByHandle.h"
+
+#include <string>
+
+namespace kovra {
+
+FileHandle openForAppending(const FileHandle& folder, const wchar_t* name) {
+    const auto length = static_cast<USHORT>(std::char_traits<wchar_t>::length(name) * sizeof(wchar_t));
+    UNICODE_STRING text{length, length, const_cast<wchar_t*>(name)};
+    OBJECT_ATTRIBUTES attributes{};
+    InitializeObjectAttributes(&attributes, &text, OBJ_CASE_INSENSITIVE, folder.get(), nullptr);
+    IO_STATUS_BLOCK status{};
+    FileHandle file;
+    const NTSTATUS outcome = NtCreateFile(
+        file.out(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, &attributes, &status, nullptr,
+        FILE_ATTRIBUTE_NORMAL, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, FILE_OPEN_IF,
+        FILE_NON_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_REPARSE_POINT, nullptr, 0);
+    if (!NT_SUCCESS(outcome))
+        *file.out() = INVALID_HANDLE_VALUE;
+    return file;
+}
+
+// GetFileInformationByHandle would ask for the volume's facts as well.
+bool isLinked(const FileHandle& file) {
+    IO_STATUS_BLOCK status{};
+    FILE_ATTRIBUTE_TAG_INFORMATION tag{};
+    FILE_STANDARD_INFORMATION standard{};
+    return !NT_SUCCESS(
+               NtQueryInformationFile(file.get(), &status, &tag, sizeof tag, FileAttributeTagInformation)) ||
+           (tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ||
+           !NT_SUCCESS(NtQueryInformationFile(file.get(), &status, &standard, sizeof standard,
+                                              FileStandardInformation)) ||
+           (standard.Directory == FALSE && standard.NumberOfLinks > 1);
+}
+
+} // namespace kovra
