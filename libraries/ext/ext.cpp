@@ -1,6 +1,7 @@
 #include "libraries/ext/localPath.h"
 #include "platform/handles.h"
 #include "platform/win32.h"
+#include "platform/windows/searchHandle.h"
 
 #include <cstring>
 #include <string>
@@ -11,16 +12,6 @@
 
 namespace kovra::ext {
 namespace {
-
-struct SearchKind {
-    using Value = HANDLE;
-
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-
-    static void close(Value value) { FindClose(value); }
-};
-
-using SearchHandle = OwnedHandle<SearchKind>;
 
 /// What the file system keeps in a junction: its header and two texts, each with a closing NUL. Lengths and
 /// offsets are in bytes, the NULs not counted.

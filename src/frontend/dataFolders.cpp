@@ -1,19 +1,21 @@
 #include "frontend/dataFolders.h"
 
 #include "platform/ext.h"
+#include "platform/junctions.h"
 #include "support/fileSystem.h"
 #include "support/pathSet.h"
+#include "support/systemFacts.h"
 #include "support/text.h"
 
 #include <algorithm>
 #include <iterator>
-#include <vector>
 
 namespace kovra {
 
 namespace {
 
 constexpr const wchar_t* dataTree[] = {L"\\www", L"\\data", L"\\shared"};
+constexpr const wchar_t* markerName = L"\\junction"; // in the data folder
 
 /// Yes for a single byte above 127 in the ANSI code page. A double-byte character doesn't count, nor does one
 /// that the code page lacks, which is a question mark there.
@@ -22,22 +24,38 @@ bool isSpecial(wchar_t character) {
     return bytes.size() == 1 && static_cast<BYTE>(bytes.front()) > 127;
 }
 
+/// What stands in the root in the place of a folder of the data tree.
+struct Place {
+    std::wstring path;
+    bool isThere = false;
+    std::string junction; // its record; empty where there is none
+};
+
+bool isThere(const Place& place) {
+    return fileSystem().FolderExists(place.path);
+}
+
+void putBack(const Place& before) {
+    if (!before.isThere)
+        RemoveDirectoryA(toAnsi(before.path).c_str());
+    else if (junctionRecord(before.path) != before.junction)
+        setJunctionRecord(before.path, before.junction);
+}
+
 /// Whether the junctions are there is seen by their folders alone, whoever made them. When one is missing,
-/// those that came with it go again: with a `www` alone in the root the next run would take the root for the
-/// data.
+/// all is as it was before: with a `www` alone in the root the next run would take the root for the data.
 bool makeJunctions(const std::wstring& dataRoot, const std::wstring& installRoot) {
-    const auto isThere = [&](const wchar_t* folder) {
-        return fileSystem().FolderExists(installRoot + folder);
-    };
-    std::vector<const wchar_t*> missing;
-    std::copy_if(std::begin(dataTree), std::end(dataTree), std::back_inserter(missing),
-                 [&](const wchar_t* folder) { return !isThere(folder); });
-    for (const wchar_t* folder : dataTree)
-        createJunction(toAnsi(dataRoot + folder).c_str(), toAnsi(installRoot + folder).c_str());
-    if (std::all_of(std::begin(dataTree), std::end(dataTree), isThere))
+    Place places[std::size(dataTree)];
+    for (std::size_t i = 0; i < std::size(dataTree); ++i) {
+        Place& place = places[i];
+        place.path = installRoot + dataTree[i];
+        place.isThere = isThere(place);
+        place.junction = junctionRecord(place.path);
+        createJunction(toAnsi(dataRoot + dataTree[i]).c_str(), toAnsi(place.path).c_str());
+    }
+    if (std::all_of(std::begin(places), std::end(places), isThere))
         return true;
-    for (const wchar_t* folder : missing)
-        RemoveDirectoryA(toAnsi(installRoot + folder).c_str());
+    std::for_each(std::begin(places), std::end(places), putBack);
     return false;
 }
 
@@ -71,8 +89,24 @@ bool prepareDataFolders() {
     return true;
 }
 
+std::wstring dataRootIn(int csidl) {
+    const std::wstring& installRoot = pathSet->installRoot;
+    return getSpecialFolder(csidl) + installRoot.substr(installRoot.rfind(L'\\'));
+}
+
+std::wstring dataBehindJunction() {
+    if (!pathSet->usesJunction)
+        return {};
+    // The marker tells: the junction itself may be another one by now, which anybody has laid.
+    for (const int csidl : {CSIDL_APPDATA, CSIDL_COMMON_APPDATA})
+        if (const std::wstring folder = dataRootIn(csidl) + L"\\data";
+            fileSystem().FileExists(folder + markerName))
+            return folder;
+    return {};
+}
+
 std::wstring markerFile() {
-    return pathSet->installRoot + L"\\data\\junction";
+    return pathSet->installRoot + L"\\data" + markerName;
 }
 
 } // namespace kovra

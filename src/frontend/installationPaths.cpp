@@ -6,7 +6,6 @@
 #include "support/fileSystem.h"
 #include "support/pathSet.h"
 #include "support/serviceMode.h"
-#include "support/systemFacts.h"
 #include "support/trace.h"
 
 namespace kovra {
@@ -51,17 +50,17 @@ bool readDataRoot() {
 }
 
 /// The data lies in the root, or is reached there through the junctions that the marker tells of.
-void useDataInRoot(const std::wstring& leaf) {
+void useDataInRoot() {
     PathSet& paths = *pathSet;
     paths.dataRoot = paths.installRoot;
     paths.dataScope = L"all";
     const std::wstring marker = markerFile();
     if (!fileSystem().FileExists(marker))
         return;
-    if (fileSystem().FolderExists(getSpecialFolder(CSIDL_APPDATA) + leaf + L"\\data")) {
+    if (fileSystem().FolderExists(dataRootIn(CSIDL_APPDATA) + L"\\data")) {
         paths.dataScope = L"current";
         paths.usesJunction = true;
-    } else if (fileSystem().FolderExists(getSpecialFolder(CSIDL_COMMON_APPDATA) + leaf + L"\\data")) {
+    } else if (fileSystem().FolderExists(dataRootIn(CSIDL_COMMON_APPDATA) + L"\\data")) {
         paths.usesJunction = true;
     } else {
         fileSystem().DeleteFile(marker, false);
@@ -69,13 +68,13 @@ void useDataInRoot(const std::wstring& leaf) {
 }
 
 /// Looks for the data in application data; no when the launcher can't be led there from the root.
-bool findDataInApplicationData(const std::wstring& leaf) {
+bool findDataInApplicationData() {
     PathSet& paths = *pathSet;
-    const std::wstring currentUsers = getSpecialFolder(CSIDL_APPDATA) + leaf;
+    const std::wstring currentUsers = dataRootIn(CSIDL_APPDATA);
     paths.dataRoot = currentUsers;
     paths.dataScope = L"current";
     if (!fileSystem().FolderExists(paths.dataRoot)) {
-        paths.dataRoot = getSpecialFolder(CSIDL_COMMON_APPDATA) + leaf;
+        paths.dataRoot = dataRootIn(CSIDL_COMMON_APPDATA);
         paths.dataScope = L"all";
         if (!fileSystem().FolderExists(paths.dataRoot))
             refuse(L"Kovra files missing: cannot find data files into " + paths.installRoot + L" or " +
@@ -100,10 +99,9 @@ bool initPaths() {
         if (!readDataRoot())
             return false;
     } else {
-        const std::wstring leaf = paths.installRoot.substr(paths.installRoot.rfind(L'\\'));
         if (fileSystem().FileExists(paths.installRoot + L"\\www\\index.php"))
-            useDataInRoot(leaf);
-        else if (!findDataInApplicationData(leaf))
+            useDataInRoot();
+        else if (!findDataInApplicationData())
             return false;
     }
     paths.wwwFolder = paths.dataRoot + L"\\www";

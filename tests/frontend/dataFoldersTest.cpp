@@ -109,6 +109,22 @@ TEST(DataFolders, WhatCountsIsTheFolderInTheRoot) {
     EXPECT_EQ(machine.appDataPath(), "C:\\Kovra");
 }
 
+TEST(DataFolders, WhatWasTurnedIntoAJunctionIsItselfAgain) {
+    DataMachine machine(L"C:\\Users\\Jos\u00E9\\AppData");
+    machine.files.makeFolder(L"C:\\Kovra\\www");
+    machine.files.makeFolder(L"C:\\Kovra\\data");
+    machine.files.setLink(L"C:\\Kovra\\data", L"C:\\gone\\data");
+    const auto files = machine.files.snapshot();
+    for (int run = 0; run < 2; ++run) { // the next one doesn't take the root for the data
+        machine.fail("createJunction", 1, 1, 2);
+        EXPECT_FALSE(machine.resolve());
+        EXPECT_EQ(machine.files.snapshot(), files);
+    }
+    machine.heal("createJunction");
+    ASSERT_TRUE(machine.resolve());
+    EXPECT_TRUE(machine.files.fileExists(L"C:\\Kovra\\data\\general.ini"));
+}
+
 TEST(DataFolders, NothingMayBeWritten) {
     for (const bool special : {false, true}) {
         DataMachine machine(special ? L"C:\\Users\\Jos\u00E9\\AppData" : L"C:\\Users\\user\\AppData");
