@@ -1,15 +1,50 @@
 #include "integration/uninstall.h"
 
+#include "frontend/dataFolders.h"
 #include "integration/contextMenu.h"
 #include "integration/serviceInstallation.h"
 #include "integration/shortcuts.h"
+#include "platform/junctions.h"
 #include "service/processControl.h"
 #include "support/fileSystem.h"
 #include "support/pathSet.h"
+#include "support/systemFacts.h"
+
+#include <vector>
 
 namespace kovra {
 
 namespace {
+
+constexpr DWORD registryToolMs =
+    5000; // as long as nobody else keeps his own open, it is gone in less than one second
+constexpr DWORD deletionMs = 10'000;
+constexpr std::int16_t deletionPauseMs = 200;
+
+bool isWithin(DWORD start, DWORD limitMs) {
+    return GetTickCount() - start < limitMs;
+}
+
+/// Deletes the folder with all below it; yes when it is gone. What a junction leads to is left alone: whoever
+/// has a place in the data may have laid one, into a folder that isn't his, and not every file-system object
+/// stops at it.
+bool deleteFolder(const std::wstring& path) {
+    if (!junctionRecord(path).empty())
+        removeJunction(path);
+    else if (removeJunctionsBelow(path))
+        fileSystem().DeleteFolder(path, true);
+    return !fileSystem().FolderExists(path);
+}
+
+/// The folders with the data, in the order in which they go.
+std::vector<std::wstring> dataFolders() {
+    std::vector<std::wstring> folders;
+    if (std::wstring behindJunction = dataBehindJunction(); !behindJunction.empty())
+        folders.push_back(std::move(behindJunction));
+    folders.push_back(pathSet->dataFolder);
+    folders.push_back(pathSet->dataRoot + L"\\MySQL");
+    return folders;
+}
 
 /// Deletes the files directly in the folder, read-only ones too; its subfolders stay.
 void deleteFilesIn(const std::wstring& path) {
@@ -30,12 +65,22 @@ void uninstallApplication(bool removeData) {
     createShortcuts(L"none", false);
     // An unreadable language file must not keep the files from going.
     static_cast<void>(unregisterContextMenu());
+    const DWORD start = GetTickCount();
+    std::vector<std::wstring> data;
     if (removeData) {
-        fileSystem().DeleteFolder(pathSet->dataFolder, true);
-        fileSystem().DeleteFolder(pathSet->dataRoot + L"\\MySQL", true);
+        // It works in the data folder, and takes from there what to remove.
+        while (findProcess(L"regedit.exe") != -1 && isWithin(start, registryToolMs))
+            pauseMs(deletionPauseMs);
+        data = dataFolders();
+        std::erase_if(data, deleteFolder);
     }
     deleteFilesIn(pathSet->dataRoot);
     deleteFilesIn(pathSet->installRoot);
+    // Programs that were just ended may hold something still.
+    while (!data.empty() && isWithin(start, deletionMs)) {
+        pauseMs(deletionPauseMs);
+        std::erase_if(data, deleteFolder);
+    }
     ExitProcess(0);
 }
 

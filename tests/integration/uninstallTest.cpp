@@ -15,6 +15,7 @@ class FullMachine : public ShellMachine {
 public:
     FullMachine() {
         for (const wchar_t* file : {L"readme.txt", L"license.txt", L"data\\db\\users.dat",
+                                    L"data\\zone.txt", // behind the folder of the registry tool
                                     L"MySQL\\data\\table.frm", L"shared\\picture.png"})
             files.write(std::wstring{L"C:\\Kovra\\"} + file, "");
         files.setReadOnly(L"C:\\Kovra\\license.txt");
@@ -49,10 +50,55 @@ TEST(Uninstall, WithoutTheDataClearsTheRootsFilesAndStopsTheProduct) {
     EXPECT_EQ(machine.processes.list().front()->name, "mail.exe");
 }
 
-TEST(Uninstall, WithTheDataTakesItsFoldersToo) {
+TEST(Uninstall, WithTheDataTakesItsFoldersTooThoughTheyAreHeldAtFirst) {
+    for (const bool useOfOthers : {false, true}) {
+        FullMachine machine;
+        machine.registry.setText(HKEY_CLASSES_ROOT, L"KOVRA.menu", L"", L"only the template knows it");
+        machine.shell.childDelayMs = 900;
+        if (useOfOthers) {
+            machine.processes.start("regedit.exe", 2); // another user's, who leaves it open
+            machine.files.setInUse(L"C:\\Kovra\\MySQL\\data\\table.frm");
+            machine.scheduler.after(
+                8000, [&] { machine.files.setInUse(L"C:\\Kovra\\MySQL\\data\\table.frm", false); });
+        }
+        const std::uint64_t start = machine.scheduler.now();
+        machine.uninstall(true);
+        EXPECT_THAT(machine.inRoot(), ElementsAre(L"bin", L"shared", L"www"));
+        EXPECT_FALSE(machine.defaultValue(L"KOVRA.menu")) << "the registry tool could read its file";
+        EXPECT_LT(machine.scheduler.now() - start, useOfOthers ? 8500U : 1500U);
+    }
+}
+
+TEST(Uninstall, GivesUpWhatIsHeldForLonger) {
     FullMachine machine;
+    machine.files.setInUse(L"C:\\Kovra\\data\\db\\users.dat");
+    const std::uint64_t start = machine.scheduler.now();
     machine.uninstall(true);
-    EXPECT_THAT(machine.inRoot(), ElementsAre(L"bin", L"shared", L"www"));
+    EXPECT_THAT(machine.inRoot(), ElementsAre(L"bin", L"data", L"shared", L"www"));
+    EXPECT_LT(machine.scheduler.now() - start, 11'000U);
+}
+
+TEST(Uninstall, TakesTheDataBehindItsOwnJunctionAndNothingBehindOthers) {
+    for (const bool followsJunctions : {false, true}) {
+        FullMachine machine;
+        machine.files.deletionFollowsJunctions = followsJunctions;
+        const std::wstring special = L"C:\\Users\\Jos\u00E9\\AppData";
+        machine.shell.specialFolders.paths[CSIDL_APPDATA] = special;
+        machine.files.makeFolder(special + L"\\Kovra");
+        for (const wchar_t* folder : {L"\\www", L"\\data", L"\\shared"})
+            ASSERT_EQ(machine.files.move(std::wstring{L"C:\\Kovra"} + folder, special + L"\\Kovra" + folder),
+                      ERROR_SUCCESS);
+        machine.files.write(L"C:\\Users\\other\\letter.txt", "");
+        machine.files.makeFolder(special + L"\\Kovra\\data\\db\\trap");
+        machine.files.setLink(special + L"\\Kovra\\data\\db\\trap", L"C:\\Users\\other");
+        machine.files.remove(L"C:\\Kovra\\MySQL");
+        machine.files.makeFolder(L"C:\\Kovra\\MySQL");
+        machine.files.setLink(L"C:\\Kovra\\MySQL", L"C:\\Users\\other");
+        machine.uninstall(true);
+        EXPECT_THAT(machine.files.list(special + L"\\Kovra"), ElementsAre(L"shared", L"www"));
+        EXPECT_THAT(machine.inRoot(), ElementsAre(L"bin", L"shared", L"www"));
+        EXPECT_TRUE(machine.files.fileExists(L"C:\\Users\\other\\letter.txt"));
+    }
 }
 
 TEST(Uninstall, ClearsADataRootOfItsOwn) {

@@ -128,6 +128,7 @@ void Processes::end(DWORD id) {
         return;
     Process& process = **entry;
     process.ended = true;
+    process.workingFolder.reset();
     ended_.splice(ended_.end(), running_, entry);
     machine_.handles.closeAll(process);
     machine_.mailslots.processEnded(process);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/simulated/account.h"
+#include "platform/simulated/files.h"
 #include "platform/simulated/scheduler.h"
 
 #include <cstdint>
@@ -32,7 +33,8 @@ public:
     Service* service = nullptr; ///< the service that it was started for, if any
     std::size_t messages = 0;   ///< that wait for its main thread to serve them
     bool ended = false;
-    std::vector<void*> values; ///< a launcher's module-level values, by slot
+    std::optional<OpenFolder> workingFolder; ///< held by the process; empty: one that nobody deletes
+    std::vector<void*> values;               ///< a launcher's module-level values, by slot
 
     [[nodiscard]] bool hasAdminRights() const { return account != Account::user; }
 

@@ -30,6 +30,15 @@ Shell::Shell(Machine& machine) : machine_(machine) {
     };
 }
 
+Process* Shell::startTool(const std::string& file, DWORD session, Account account) {
+    const std::string program = lowerCase(file);
+    for (const char* tool : {"net", "regedit", "regsvr32"})
+        if (program == tool || program == std::string{tool} + ".exe")
+            return machine_.processes.find(
+                machine_.processes.start(std::string{tool} + ".exe", session, account));
+    return nullptr;
+}
+
 void Shell::execute(const ShellCall& call, DWORD session, Account account) {
     machine_.tell(Side::launcher,
                   "runs " + call.file + (call.parameters.empty() ? "" : " " + call.parameters));
@@ -49,7 +58,11 @@ void Shell::execute(const ShellCall& call, DWORD session, Account account) {
         machine_.registry.import(call.parameters.starts_with("/u ") ? extensionGoes : extensionComes,
                                  machine_.codePage, account);
     } else {
-        machine_.processes.launch(call.directory + "\\" + call.file, call.parameters, session, account);
+        const DWORD id =
+            machine_.processes.launch(call.directory + "\\" + call.file, call.parameters, session, account);
+        if (Process* const process = machine_.processes.find(id))
+            process->workingFolder = machine_.files.openFolder(machine_.codePage.toWide(call.directory), true,
+                                                               FILE_SHARE_READ | FILE_SHARE_WRITE);
     }
 }
 
@@ -93,10 +106,21 @@ HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parame
     const ShellCall shellCall{operation, file, parameters == nullptr ? "" : parameters,
                               directory == nullptr ? "" : directory, show};
     here.shell.executed.push_back(shellCall);
-    here.scheduler.after(
-        here.shell.childDelayMs,
-        [&here, shellCall, session = currentThread()->process()->session,
-         account = currentThread()->process()->account] { here.shell.execute(shellCall, session, account); });
+    std::optional<OpenFolder> folder = here.files.openFolder(here.codePage.toWide(shellCall.directory), true,
+                                                             FILE_SHARE_READ | FILE_SHARE_WRITE);
+    if (!folder && !shellCall.directory.empty())
+        return result(ERROR_PATH_NOT_FOUND);
+    const Process& caller = *currentThread()->process();
+    // A tool of the system stays in its folder until its work is done.
+    Process* const tool = here.shell.startTool(shellCall.file, caller.session, caller.account);
+    if (tool != nullptr)
+        tool->workingFolder = std::move(folder);
+    here.scheduler.after(here.shell.childDelayMs,
+                         [&here, shellCall, session = caller.session, account = caller.account,
+                          id = tool != nullptr ? tool->id : 0] {
+                             here.shell.execute(shellCall, session, account);
+                             here.processes.end(id);
+                         });
     return result(33);
 }
 

@@ -52,6 +52,8 @@ public:
     /// When somebody closes a message box; empty: nobody is there.
     std::optional<std::uint64_t> messageBoxClosesAfter = 1000;
 
+    /// Puts a tool of the system that is started by its name into the process list; null for other programs.
+    Process* startTool(const std::string& file, DWORD session, Account account);
     void execute(const ShellCall& call, DWORD session, Account account);
 
 private:
