@@ -248,12 +248,8 @@ void checkUninstallation(const std::string& builtFolder) {
         SetFileAttributesA((installRoot + "\\readme.txt").c_str(), FILE_ATTRIBUTE_READONLY);
         writeFile(installRoot + "\\MySQL\\kept.txt", "");
         runLauncher("installServices none");
-        // The registry tool works in the data's folder, and nobody waits for it: with it the data may be in
-        // use.
-        if (removeData)
-            DeleteFileA((exeFolder + "\\default\\contextMenu.reg").c_str());
         runLauncher("registerContextMenu");
-        check(removeData || waitForValue(menuKey, "Share ''with''"), "the product is tied in");
+        check(waitForValue(menuKey, "Share ''with''"), "the product is tied in");
         const Process application{'"' + exeFolder + "\\Kovra.exe\""};
         const Process database = startStandIn("mysqld.exe");
         runLauncher(removeData ? "uninstallApplication removeDataDirectory" : "uninstallApplication");
@@ -266,6 +262,21 @@ void checkUninstallation(const std::string& builtFolder) {
         check(exists(dataFolder) != removeData && exists(installRoot + "\\MySQL") != removeData,
               removeData ? "the data goes" : "the data stays");
     }
+}
+
+void checkTraceLinks() {
+    const std::string file = "C:\\P1\\log.txt";
+    const std::string other = "C:\\kovraChecks\\other.txt";
+    writeFile(other, "other");
+    MoveFileA(file.c_str(), (file + ".kept").c_str());
+    check(CreateHardLinkA(file.c_str(), other.c_str(), nullptr) != FALSE, "the trace file is a second name");
+    runLauncher("resetShortcuts none");
+    checkEqual(readFile(other), "other", "then nothing is written");
+    DeleteFileA(file.c_str());
+    runLauncher("resetShortcuts none");
+    check(contains(readFile(file), " SCE: "), "a missing trace file is made");
+    DeleteFileA(file.c_str());
+    MoveFileA((file + ".kept").c_str(), file.c_str());
 }
 
 void checkLibraries(const std::string& builtFolder) {
@@ -323,6 +334,7 @@ void checkIntegration(const std::string& builtFolder) {
     checkOneShots();
     checkFromPipe();
     checkDataFolders(builtFolder);
+    checkTraceLinks();
     checkUninstallation(builtFolder);
     CoUninitialize();
 }
