@@ -54,7 +54,7 @@ TEST(Mailslots, TheIndexLengthensTheNameAndLeadsNowhereElse) {
     }
     EXPECT_EQ(machine.files.read(L"C:\\victim.txt"), "untouched");
     EXPECT_EQ(machine.files.read(L"\\\\host\\share\\victim.txt"), "untouched");
-    EXPECT_THAT(machine.mailslots.delivered, IsEmpty());
+    EXPECT_THAT(machine.mailslots.delivered, testing::IsEmpty());
 }
 
 } // namespace
