@@ -22,7 +22,7 @@ constexpr DWORD replyLookMs = 10; // between two looks whether the answer to `ex
 /// service's state is written before the event or the call that lets another thread read it.
 struct ServiceState {
     SERVICE_STATUS status{};
-    /// The service's state, and as many times `oneReport` as reports are under way.
+    /// The service's state, `serviceThreadUp`, and as many times `oneReport` as reports are under way.
     std::atomic<DWORD> currentState{0};
     SERVICE_STATUS_HANDLE statusHandle = nullptr;
     KernelHandle serviceDoneEvent;
@@ -35,8 +35,9 @@ PerProcess<ServiceState> service;
 
 PerProcess<std::int32_t> tickCounter;
 
+constexpr DWORD stateBits = 0x7F;
+constexpr DWORD serviceThreadUp = 0x80; // it may still use a handle of the record
 constexpr DWORD oneReport = 0x100;
-constexpr DWORD stateBits = oneReport - 1;
 
 /// Reports the state to the service manager; 0 reports the current one again. Nothing is reported behind
 /// SERVICE_STOPPED: from the moment it is stored no report begins, and it waits for those that have begun.
@@ -49,7 +50,7 @@ void setServiceState(DWORD state) {
             return;
         report.dwCurrentState = state != 0 ? state : seen & stateBits;
     } while (!word.compare_exchange_weak(seen, (seen & ~stateBits) + oneReport + report.dwCurrentState));
-    while (state == SERVICE_STOPPED && word != oneReport + SERVICE_STOPPED)
+    while (state == SERVICE_STOPPED && (word & ~serviceThreadUp) != oneReport + SERVICE_STOPPED)
         Sleep(1); // as long as the other thread takes for one call of the service manager
     SetServiceStatus(service->statusHandle, &report);
     word -= oneReport;
@@ -65,6 +66,7 @@ void WINAPI serviceControlHandler(DWORD control) {
 }
 
 void WINAPI serviceMain(DWORD, LPSTR*) {
+    service->currentState |= serviceThreadUp;
     service->status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     service->status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
     service->statusHandle = RegisterServiceCtrlHandlerA(service->serviceName, serviceControlHandler);
@@ -73,6 +75,7 @@ void WINAPI serviceMain(DWORD, LPSTR*) {
     HANDLE done = service->serviceDoneEvent.get();
     SetEvent(service->serviceStartedEvent.get());
     WaitForSingleObject(done, INFINITE);
+    service->currentState &= ~serviceThreadUp;
 }
 
 DWORD WINAPI serviceThreadMain(LPVOID) {
@@ -161,6 +164,9 @@ void runService() {
         writeEventLog("Kovra Service stopped");
         SetEvent(service->serviceDoneEvent.get());
         WaitForSingleObject(dispatcher.get(), INFINITE);
+        // The dispatcher doesn't wait for the service thread, which may not have come to its wait yet.
+        while ((service->currentState & serviceThreadUp) != 0)
+            Sleep(1);
     } else {
         writeLog(L"Service couldn't be created !!!");
     }

@@ -79,7 +79,7 @@ TEST(NTService, AStopEndsTheWaitAtOnceWithoutAnotherPass) {
         const std::uint64_t passes = machine.calls("ConnectNamedPipe");
         EXPECT_EQ(passes, 3U);
         machine.services.control("Kovra", control);
-        machine.play(0);
+        machine.play(1);
         EXPECT_FALSE(machine.serviceRuns());
         EXPECT_EQ(machine.calls("ConnectNamedPipe"), passes);
         EXPECT_THAT(machine.services.find("Kovra")->reportedStates(), ElementsAre(2U, 4U, 3U, 1U));
@@ -93,6 +93,7 @@ TEST(NTService, AStopAheadOfTheLoopIsNotLost) {
             machine.services.control("Kovra", SERVICE_CONTROL_STOP);
     };
     machine.startService();
+    machine.play(1);
     EXPECT_FALSE(machine.serviceRuns());
     EXPECT_EQ(machine.calls("ConnectNamedPipe"), 1U);
     EXPECT_TRUE(machine.traced("Ending service"));
