@@ -35,7 +35,8 @@ FileHandle openTraceFile() {
     if (!folder || isLinked(folder))
         return {};
     FileHandle file = openForAppending(folder, L"log.txt");
-    return file && !isLinked(file) ? std::move(file) : FileHandle{};
+    const bool isIt = file && !isLinked(file) && toUpper(pathOnVolume(file)) == L"\\P1\\LOG.TXT";
+    return isIt ? std::move(file) : FileHandle{};
 }
 
 } // namespace

@@ -55,8 +55,10 @@ TEST(Trace, EachProcessLooksForTheFolderAtItsFirstLineAlone) {
         machine.files.setInUse(traceFile);
         writeLog(L"lost");
         machine.files.setInUse(traceFile, false);
-        machine.fail("WriteFile", ERROR_ACCESS_DENIED, 1);
-        writeLog(L"lost");
+        for (const char* function : {"WriteFile", "NtCreateFile", "isLinked", "pathOnVolume"}) {
+            machine.fail(function, ERROR_ACCESS_DENIED, 1);
+            writeLog(L"lost");
+        }
         writeLog(L"and again");
         EXPECT_EQ(machine.handles.count(), 0U);
     });

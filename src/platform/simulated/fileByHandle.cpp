@@ -28,4 +28,10 @@ bool isLinked(const FileHandle& file) {
     return opened == nullptr || opened->isLink() || opened->links() > 1;
 }
 
+std::wstring pathOnVolume(const FileHandle& file) {
+    const Call<"pathOnVolume"> call;
+    const OpenFile* const opened = call.fails() ? nullptr : machine().handles.find<OpenFile>(file.get());
+    return opened == nullptr ? std::wstring{} : opened->path().substr(2);
+}
+
 } // namespace kovra

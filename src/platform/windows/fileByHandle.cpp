@@ -1,7 +1,5 @@
 #include "platform/fileByHandle.h"
 
-#include <string>
-
 namespace kovra {
 
 FileHandle openForAppending(const FileHandle& folder, const wchar_t* name) {
@@ -31,6 +29,19 @@ bool isLinked(const FileHandle& file) {
            !NT_SUCCESS(NtQueryInformationFile(file.get(), &status, &standard, sizeof standard,
                                               FileStandardInformation)) ||
            (standard.Directory == FALSE && standard.NumberOfLinks > 1);
+}
+
+// GetFinalPathNameByHandleA is younger, and asks the manager of the drives with each call.
+std::wstring pathOnVolume(const FileHandle& file) {
+    struct {
+        ULONG length; // in bytes
+        WCHAR name[MAX_PATH];
+    } path{};
+
+    IO_STATUS_BLOCK status{};
+    if (!NT_SUCCESS(NtQueryInformationFile(file.get(), &status, &path, sizeof path, FileNameInformation)))
+        return {};
+    return {path.name, path.length / sizeof(WCHAR)};
 }
 
 } // namespace kovra
