@@ -98,10 +98,11 @@ std::wstring dataBehindJunction() {
     if (!pathSet->usesJunction)
         return {};
     // The marker tells: the junction itself may be another one by now, which anybody has laid.
-    for (const int csidl : {CSIDL_APPDATA, CSIDL_COMMON_APPDATA})
-        if (const std::wstring folder = dataRootIn(csidl) + L"\\data";
-            fileSystem().FileExists(folder + markerName))
+    for (const int csidl : {CSIDL_APPDATA, CSIDL_COMMON_APPDATA}) {
+        std::wstring folder = dataRootIn(csidl) + L"\\data";
+        if (fileSystem().FileExists(folder + markerName))
             return folder;
+    }
     return {};
 }
 
