@@ -10,8 +10,7 @@
 namespace kovra {
 
 /// Opens the file `name` directly in the opened folder for appending, sharing it in every way, and makes it
-/// where it is missing. A link that stands there is opened itself, and in a folder that has become one
-/// nothing is opened. Empty when it can't be.
+/// where it is missing. A link that stands there is opened itself. Empty when it can't be.
 [[nodiscard]] FileHandle openForAppending(const FileHandle& folder, const wchar_t* name);
 
 /// Whether the opened file or folder is a link itself, or a file with more names than one; yes also when it

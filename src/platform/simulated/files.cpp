@@ -320,9 +320,8 @@ bool OpenFolder::isLink() const {
 
 std::optional<OpenFile> OpenFolder::openFile(std::wstring_view name, DWORD share) const {
     FileNode* file = node_->child(name);
-    if (node_->isJunction() ||
-        (file == nullptr ? !node_->mayChange()
-                         : file->openError(FILE_APPEND_DATA, share, OPEN_ALWAYS) != ERROR_SUCCESS))
+    if (file == nullptr ? !node_->mayChange()
+                        : file->openError(FILE_APPEND_DATA, share, OPEN_ALWAYS) != ERROR_SUCCESS)
         return std::nullopt;
     if (file == nullptr)
         file = &node_->add(name, false);
