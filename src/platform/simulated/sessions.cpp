@@ -132,17 +132,17 @@ std::int32_t Sessions::launch(const char* path, const char* arguments, std::int3
 }
 
 void Sessions::watchLogon(DWORD program, DWORD service, const sess::LogonWatch& watch) {
-    machine_.scheduler.after(sess::LogonWatch::lookEveryMs, [this, program, service, watch = watch]() mutable {
+    machine_.scheduler.after(sess::LogonWatch::lookEveryMs, [this, program, service, next = watch]() mutable {
         Processes& processes = machine_.processes;
         const Process* running = processes.find(program);
         // The watch goes with the process that it is a thread of.
         if (running == nullptr || processes.find(service) == nullptr)
             return;
         const DWORD session = running->session;
-        if (watch.isOver(machine_.clock.tickCount(), userIn(session),
-                         processes.find("explorer.exe", session) != nullptr))
+        if (next.isOver(machine_.clock.tickCount(), userIn(session),
+                        processes.find("explorer.exe", session) != nullptr))
             processes.terminate(*running);
-        watchLogon(program, service, watch);
+        watchLogon(program, service, next);
     });
 }
 
