@@ -216,24 +216,24 @@ TEST(Pipes, OnlyProgramsOnTheMachineAreListenedTo) {
     };
 
     struct {
-        simulated::ClientIdentity client;
-        DWORD windows;
         const char* failing;
+        DWORD windows;
+        simulated::ClientIdentity client;
         bool served;
     } const rows[] = {
-        {{false, impersonation}, 6, "GetProcAddress", true},
-        {{false, identification}, 5, nullptr, true},
-        {{false, anonymous}, 6, nullptr, true},
-        {{false, anonymous}, 5, nullptr, false},
-        {{true, impersonation}, 5, nullptr, false},
-        {{true, identification}, 6, nullptr, false},
-        {{true, anonymous}, 5, nullptr, false},
-        {{true, anonymous}, 6, nullptr, false},
-        {{true, anonymous}, 6, "GetNamedPipeClientComputerNameA", false},
-        {{true, impersonation}, 6, "ImpersonateNamedPipeClient", false},
-        {{true, impersonation}, 6, "CheckTokenMembership", false},
-        {{false, impersonation}, 5, "ImpersonateNamedPipeClient", false},
-        {{false, impersonation}, 6, "CheckTokenMembership", true},
+        {"GetProcAddress", 6, {false, impersonation}, true},
+        {nullptr, 5, {false, identification}, true},
+        {nullptr, 6, {false, anonymous}, true},
+        {nullptr, 5, {false, anonymous}, false},
+        {nullptr, 5, {true, impersonation}, false},
+        {nullptr, 6, {true, identification}, false},
+        {nullptr, 5, {true, anonymous}, false},
+        {nullptr, 6, {true, anonymous}, false},
+        {"GetNamedPipeClientComputerNameA", 6, {true, anonymous}, false},
+        {"ImpersonateNamedPipeClient", 6, {true, impersonation}, false},
+        {"CheckTokenMembership", 6, {true, impersonation}, false},
+        {"ImpersonateNamedPipeClient", 5, {false, impersonation}, false},
+        {"CheckTokenMembership", 6, {false, impersonation}, true},
     };
 
     for (const auto& row : rows) {
@@ -242,7 +242,7 @@ TEST(Pipes, OnlyProgramsOnTheMachineAreListenedTo) {
         const std::size_t handles = machine->handles.count();
         // It may be gone by the time it is looked at.
         for (const ClientManner& manner : {ClientManner{.identity = row.client},
-                                           ClientManner{.vanishesAfter = 1, .identity = row.client}}) {
+                                           ClientManner{.identity = row.client, .vanishesAfter = 1}}) {
             machine->play(10);
             machine->traceLines.clear();
             const auto talk = machine->pipes.say("hello", manner);

@@ -74,11 +74,11 @@ struct ClientManner {
     std::uint64_t writesAfter = 0;             ///< `Scheduler::never`: stays silent
     std::optional<std::uint64_t> readsAfter{}; ///< empty: waits in its read; `Scheduler::never`: never reads
     bool readsOn = false;                      ///< goes on reading behind the reply, waiting for the end
-    std::uint32_t readSize = 100;              ///< bytes that each of its reads asks for
-    std::uint64_t closesAfter = 0;             ///< behind the reply; `Scheduler::never`: never
+    ClientIdentity identity{};
+    std::uint32_t readSize = 100;                 ///< bytes that each of its reads asks for
+    std::uint64_t closesAfter = 0;                ///< behind the reply; `Scheduler::never`: never
     std::optional<std::uint64_t> vanishesAfter{}; ///< behind the connection, whatever the state
     std::uint64_t patienceMs = 60'000;            ///< for how long it tries to connect
-    ClientIdentity identity{};
 };
 
 /// What became of one conversation.
