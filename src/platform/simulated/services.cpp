@@ -80,7 +80,7 @@ bool ServiceManager::start(std::string_view name) {
     service->state = SERVICE_START_PENDING;
     service->processId =
         machine_.processes.launch(image.substr(1, closing - 1), arguments, 0, Account::localSystem, service);
-    service->connection_ = std::make_shared<ServiceConnection>();
+    service->connection_ = &connections_.emplace_back();
     service->connection_->processId = service->processId;
     if (service->processId == 0)
         service->state = SERVICE_STOPPED;
@@ -127,6 +127,7 @@ void ServiceManager::processEnded(const Process& process) {
 BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
     Process& process = *currentThread()->process();
     Service* service = process.service;
+    ServiceConnection* connection = nullptr;
     {
         const Call<"StartServiceCtrlDispatcherA"> call;
         if (call.fails())
@@ -138,12 +139,12 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
         call.expect(table[0].lpServiceName != nullptr && table[1].lpServiceName == nullptr &&
                         table[1].lpServiceProc == nullptr,
                     "a table of one service, and its end");
+        connection = service->connection_;
         machine_.scheduler.start(process, [entry = table[0].lpServiceProc, name = table[0].lpServiceName] {
             LPSTR arguments[] = {name, nullptr};
             entry(1, arguments);
         });
     }
-    const std::shared_ptr<ServiceConnection> connection = service->connection_;
     for (;;) {
         DWORD control = 0;
         LPHANDLER_FUNCTION handler = nullptr;

@@ -3,7 +3,6 @@
 #include "platform/simulated/scheduler.h"
 
 #include <list>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,7 +42,7 @@ struct Service {
 private:
     friend class ServiceManager;
 
-    std::shared_ptr<ServiceConnection> connection_; // of the last start
+    ServiceConnection* connection_ = nullptr; // of the last start
     int openHandles_ = 0;
 };
 
@@ -86,6 +85,7 @@ private:
 
     Machine& machine_;
     std::list<Service> services_;
+    std::list<ServiceConnection> connections_; // of all starts: a process may outlast its service
 };
 
 } // namespace kovra::simulated
