@@ -223,7 +223,8 @@ std::string resolveDevice(std::string_view path) {
 
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes, DWORD disposition,
                    DWORD flags, HANDLE templateFile) {
-    constexpr DWORD harmlessFlags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS;
+    constexpr DWORD harmlessFlags =
+        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS;
     const Call<"CreateFileA"> call;
     call.expect(attributes == nullptr && (flags & ~harmlessFlags) == 0 && templateFile == nullptr,
                 "attributes, flags, template");

@@ -30,7 +30,7 @@ public:
 
     DWORD lastError = 0;
     std::optional<ClientIdentity> impersonated; ///< in whose name it acts; empty: in the process's
-    std::uint64_t polledAt = UINT64_MAX; ///< when it last looked for messages and found none
+    std::uint64_t polledAt = UINT64_MAX;        ///< when it last looked for messages and found none
 
 private:
     friend class Scheduler;
