@@ -14,6 +14,13 @@ struct Watched {
     HMODULE library = nullptr;
 };
 
+void endAllInSession(const char* fileName, LONG sessionId) {
+    for (const DWORD id : findInSession(fileName, sessionId, Owner::LocalSystem)) {
+        if (const KernelHandle process{OpenProcess(PROCESS_TERMINATE, FALSE, id)}; process)
+            TerminateProcess(process.get(), 0);
+    }
+}
+
 void watch(const Watched& watched) {
     LogonWatch logon;
     while (WaitForSingleObject(watched.program.get(), LogonWatch::lookEveryMs) == WAIT_TIMEOUT) {
@@ -21,8 +28,11 @@ void watch(const Watched& watched) {
         // While nobody has logged on there, no process list is taken.
         const bool shellUp =
             user != SessionUser::Nobody && runsInSession("explorer.exe", watched.sessionId, Owner::Anybody);
-        if (logon.isOver(GetTickCount(), user, shellUp))
+        if (logon.isOver(GetTickCount(), user, shellUp)) {
             TerminateProcess(watched.program.get(), 0);
+            for (const char* child : childPrograms)
+                endAllInSession(child, watched.sessionId);
+        }
     }
 }
 

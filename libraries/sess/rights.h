@@ -69,6 +69,9 @@ constexpr std::int32_t nothingStarted = -1;
     return normalPrivileges ? sessionId : sessionId + adminMark;
 }
 
+/// What the program starts on its own token, which is ended with it. The database server outlives a restart.
+constexpr const char* childPrograms[] = {"kovraHttpd.exe", "kovraFfmpeg.exe", "Thumbler.exe"};
+
 /// Tells when a program with the service's token has outlived the logon in its session. It is asked again and
 /// again, `lookEveryMs` apart, for as long as the program runs.
 class LogonWatch {

@@ -59,10 +59,11 @@ KernelHandle linkedToken(HANDLE userToken, LONG sessionId) {
 
 } // namespace
 
-bool runsInSession(const char* fileName, LONG sessionId, Owner owner) {
+std::vector<DWORD> findInSession(const char* fileName, LONG sessionId, Owner owner) {
+    std::vector<DWORD> ids;
     const SnapshotHandle snapshot{CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0)};
     if (!snapshot)
-        return false;
+        return ids;
     PROCESSENTRY32 entry{};
     entry.dwSize = sizeof entry;
     for (BOOL found = Process32First(snapshot.get(), &entry); found != FALSE;
@@ -72,9 +73,9 @@ bool runsInSession(const char* fileName, LONG sessionId, Owner owner) {
             ProcessIdToSessionId(entry.th32ProcessID, &processSession) != FALSE &&
             processSession == static_cast<DWORD>(sessionId) &&
             (owner == Owner::Anybody || runsAsLocalSystem(entry.th32ProcessID)))
-            return true;
+            ids.push_back(entry.th32ProcessID);
     }
-    return false;
+    return ids;
 }
 
 UserTokens userOf(LONG sessionId) {

@@ -5,6 +5,7 @@
 #include "platform/win32.h"
 
 #include <cstdint>
+#include <vector>
 
 // What Windows tells of a session. All of it is for a process that runs as LocalSystem.
 
@@ -12,8 +13,12 @@ namespace kovra::sess {
 
 enum class Owner : std::uint8_t { Anybody, LocalSystem };
 
-/// Whether a process of that file name and owner runs in the session; no as well when it can't be told.
-[[nodiscard]] bool runsInSession(const char* fileName, LONG sessionId, Owner owner);
+/// Ids of the processes of that file name and owner in the session; none as well when they can't be listed.
+[[nodiscard]] std::vector<DWORD> findInSession(const char* fileName, LONG sessionId, Owner owner);
+
+[[nodiscard]] inline bool runsInSession(const char* fileName, LONG sessionId, Owner owner) {
+    return !findInSession(fileName, sessionId, owner).empty();
+}
 
 struct UserTokens {
     SessionUser user = SessionUser::Unknown;

@@ -5,6 +5,7 @@
 #include "platform/simulated/machine.h"
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace kovra::simulated {
@@ -140,8 +141,15 @@ void Sessions::watchLogon(DWORD program, DWORD service, const sess::LogonWatch& 
             return;
         const DWORD session = running->session;
         if (next.isOver(machine_.clock.tickCount(), userIn(session),
-                        processes.find("explorer.exe", session) != nullptr))
+                        processes.find("explorer.exe", session) != nullptr)) {
             processes.terminate(*running);
+            for (const Process* process : processes.list()) {
+                const auto isProcess = [&](const char* name) { return sameName(process->name, name); };
+                if (process->session == session && process->account == Account::localSystem &&
+                    std::any_of(std::begin(sess::childPrograms), std::end(sess::childPrograms), isProcess))
+                    processes.terminate(*process);
+            }
+        }
         watchLogon(program, service, next);
     });
 }
