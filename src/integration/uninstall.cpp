@@ -8,6 +8,7 @@
 #include "service/processControl.h"
 #include "support/fileSystem.h"
 #include "support/pathSet.h"
+#include "support/serviceMode.h"
 #include "support/systemFacts.h"
 
 #include <vector>
@@ -28,12 +29,16 @@ bool isWithin(DWORD start, DWORD limitMs) {
 /// Deletes the folder with all below it; yes when it is gone. What a junction leads to is left alone: whoever
 /// has a place in the data may have laid one, into a folder that isn't his, and not every file-system object
 /// stops at it.
-bool deleteFolder(const std::wstring& path) {
+bool deleteFolder(const std::wstring& path, bool force) {
     if (!junctionRecord(path).empty())
         removeJunction(path);
     else if (removeJunctionsBelow(path))
-        fileSystem().DeleteFolder(path, true);
+        fileSystem().DeleteFolder(path, force);
     return !fileSystem().FolderExists(path);
+}
+
+bool deleteData(const std::wstring& path) {
+    return deleteFolder(path, true);
 }
 
 /// The folders with the data, in the order in which they go.
@@ -44,6 +49,12 @@ std::vector<std::wstring> dataFolders() {
     folders.push_back(pathSet->dataFolder);
     folders.push_back(pathSet->dataRoot + L"\\MySQL");
     return folders;
+}
+
+/// Whether the path names another machine, or a device.
+bool isOnNetwork(const std::wstring& path) {
+    const auto isSlash = [](wchar_t character) { return character == L'\\' || character == L'/'; };
+    return path.size() > 1 && isSlash(path[0]) && isSlash(path[1]);
 }
 
 /// Deletes the files directly in the folder, read-only ones too; its subfolders stay.
@@ -72,14 +83,14 @@ void uninstallApplication(bool removeData) {
         while (findProcess(L"regedit.exe") != -1 && isWithin(start, registryToolMs))
             pauseMs(deletionPauseMs);
         data = dataFolders();
-        std::erase_if(data, deleteFolder);
+        std::erase_if(data, deleteData);
     }
     deleteFilesIn(pathSet->dataRoot);
     deleteFilesIn(pathSet->installRoot);
     // Programs that were just ended may hold something still.
     while (!data.empty() && isWithin(start, deletionMs)) {
         pauseMs(deletionPauseMs);
-        std::erase_if(data, deleteFolder);
+        std::erase_if(data, deleteData);
     }
     ExitProcess(0);
 }
@@ -88,8 +99,11 @@ void installFfmpegFrom(const std::wstring& source) {
     const std::wstring target = pathSet->exeFolder + L"\\ffmpeg";
     FileSystemObject& files = fileSystem();
     if (files.FolderExists(target))
-        files.DeleteFolder(target, false);
-    files.MoveFolder(source, target);
+        static_cast<void>(deleteFolder(target, false));
+    // Another machine's folder can't be moved here, and the service must not wait for a machine of its
+    // client's.
+    if (!*serviceMode || !isOnNetwork(source))
+        files.MoveFolder(source, target);
 }
 
 } // namespace kovra

@@ -1,6 +1,7 @@
 #include "integration/uninstall.h"
 
 #include "integration/shellMachine.h"
+#include "support/serviceMode.h"
 
 #include <gmock/gmock.h>
 
@@ -151,6 +152,22 @@ TEST(InstallFfmpeg, LeavesWhatCantBeReplaced) {
     machine.files.setReadOnly(L"C:\\Kovra\\bin\\ffmpeg\\old.exe", false);
     machine.insideLauncher([&] { installFfmpegFrom(L"C:\\new\\missing"); });
     EXPECT_FALSE(machine.files.folderExists(L"C:\\Kovra\\bin\\ffmpeg"));
+}
+
+TEST(InstallFfmpeg, ReachesNothingOfOthers) {
+    ShellMachine machine;
+    machine.files.deletionFollowsJunctions = true;
+    machine.files.write(L"C:\\Users\\other\\letter.txt", "");
+    machine.files.makeFolder(L"C:\\Kovra\\bin\\ffmpeg\\trap");
+    machine.files.setLink(L"C:\\Kovra\\bin\\ffmpeg\\trap", L"C:\\Users\\other");
+    const std::uint64_t moves = machine.calls("FileSystemObject.MoveFolder");
+    machine.insideLauncher([&] {
+        *serviceMode = true;
+        installFfmpegFrom(L"\\\\other\\share\\ffmpeg");
+    });
+    EXPECT_FALSE(machine.files.folderExists(L"C:\\Kovra\\bin\\ffmpeg"));
+    EXPECT_TRUE(machine.files.fileExists(L"C:\\Users\\other\\letter.txt"));
+    EXPECT_EQ(machine.calls("FileSystemObject.MoveFolder"), moves);
 }
 
 } // namespace
