@@ -35,6 +35,8 @@ bool setJunctionRecord(const std::wstring& path, const std::string& record) {
     std::string data = record;
     if (record.empty()) { // the tag alone, to be taken off
         data = junctionRecord(path).substr(0, headerSize);
+        if (data.size() < headerSize)
+            return false;
         data.replace(sizeof(DWORD), sizeof(WORD), sizeof(WORD), '\0');
     }
     const FileHandle folder = openJunction(path, GENERIC_WRITE);

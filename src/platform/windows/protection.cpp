@@ -1,6 +1,6 @@
 #include "platform/windows/protection.h"
 
-#include "platform/win32.h"
+#include "platform/systemFunction.h"
 
 namespace kovra {
 namespace {
@@ -12,23 +12,17 @@ using HeapSetInformationFunction = BOOL(WINAPI*)(HANDLE, HEAP_INFORMATION_CLASS,
 using SetDllDirectoryFunction = BOOL(WINAPI*)(LPCSTR);
 using SetDefaultDllDirectoriesFunction = BOOL(WINAPI*)(DWORD);
 
-/// Null where this Windows doesn't have the function.
-template <typename Function>
-Function find(const char* name) {
-    return reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), name)));
-}
-
 } // namespace
 
 void protectProcess() {
     // Windows XP SP1 and later: not the current folder. The launcher's own folder still comes first.
-    if (auto* const function = find<SetDllDirectoryFunction>("SetDllDirectoryA"))
+    if (auto* const function = findSystemFunction<SetDllDirectoryFunction>("SetDllDirectoryA"))
         function("");
     // Windows 8 and later, and Windows 7 and Vista with their updates: the system's folder alone.
-    if (auto* const function = find<SetDefaultDllDirectoriesFunction>("SetDefaultDllDirectories"))
+    if (auto* const function =
+            findSystemFunction<SetDefaultDllDirectoriesFunction>("SetDefaultDllDirectories"))
         function(searchSystemFolder);
-    if (auto* const function = find<HeapSetInformationFunction>("HeapSetInformation"))
+    if (auto* const function = findSystemFunction<HeapSetInformationFunction>("HeapSetInformation"))
         function(nullptr, HeapEnableTerminationOnCorruption, nullptr, 0);
 }
 
