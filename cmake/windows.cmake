@@ -49,9 +49,7 @@ function(addProductLibrary name)
     set_target_properties(${name} PROPERTIES IMPORT_PREFIX "" ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/import")
 endfunction()
 addProductLibrary(sess advapi32 kernel32)
-if(EXISTS "${root}/libraries/ext/ext.cpp")
-    addProductLibrary(ext advapi32 kernel32)
-endif()
+addProductLibrary(ext advapi32 kernel32)
 
 # The program that checks the real executable on a Windows; built on demand.
 file(GLOB checkSources CONFIGURE_DEPENDS "${root}/tests/windows/*.cpp")

@@ -61,28 +61,6 @@ Played simulateText(const std::string& text) {
     return simulate({fileWith(text)});
 }
 
-std::vector<std::string> shippedScenarios() {
-    std::vector<std::string> files;
-    for (const auto& entry : std::filesystem::directory_iterator{SCENARIO_FOLDER})
-        files.push_back(entry.path().string());
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-class Scenario : public testing::TestWithParam<std::string> {};
-
-TEST_P(Scenario, Holds) {
-    const Played run = simulate({"--quiet", GetParam()});
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.code, 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Shipped, Scenario, testing::ValuesIn(shippedScenarios()), [](const auto& test) {
-    std::string name = std::filesystem::path{test.param}.stem().string();
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-});
-
 TEST(Simulator, ShowsCauseAndEffectInTwoColumns) {
     const Played run = simulateText("# A title\nservice installed\n0 machine boots\n"
                                     "3.5 expect application runs as system\nservice stops\n"
