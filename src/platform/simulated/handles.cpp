@@ -49,6 +49,13 @@ bool Handles::close(HANDLE handle) {
     return true;
 }
 
+std::size_t Handles::countOf(const Process& process) const {
+    return static_cast<std::size_t>(
+        std::count_if(entries_.begin(), entries_.end(), [&process](const Entry& entry) {
+            return entry.object.index() != 0 && entry.owner == &process;
+        }));
+}
+
 void Handles::closeAll(const Process& process) {
     for (std::size_t index = 0; index < entries_.size(); ++index) {
         Entry& entry = entries_[index];

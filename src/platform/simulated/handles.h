@@ -93,6 +93,8 @@ public:
     /// How many handles are open.
     [[nodiscard]] std::size_t count() const { return open_; }
 
+    [[nodiscard]] std::size_t countOf(const Process& process) const;
+
 private:
     struct Entry {
         KernelObject object;

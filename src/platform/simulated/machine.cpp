@@ -168,6 +168,15 @@ std::uint64_t Machine::calls(std::string_view function) const {
     return calls_.at(indexOf(function));
 }
 
+std::map<std::string, std::uint64_t> Machine::callsByName() const {
+    std::map<std::string, std::uint64_t> result;
+    for (std::size_t index = 0; index < calls_.size(); ++index) {
+        if (calls_[index] > 0)
+            result.emplace(functionNames()[index], calls_[index]);
+    }
+    return result;
+}
+
 void Machine::fail(std::string_view function, DWORD error, std::uint64_t times, std::uint64_t skip) {
     failures_.at(indexOf(function)) = {error, skip, times};
 }

@@ -89,11 +89,16 @@ public:
 
     /// How often launcher processes have called the function of that name.
     [[nodiscard]] std::uint64_t calls(std::string_view function) const;
+    /// The functions that launcher processes have called, with how often.
+    [[nodiscard]] std::map<std::string, std::uint64_t> callsByName() const;
     /// Makes the next `times` calls of the function, behind `skip` good ones, fail with the error.
     void fail(std::string_view function, DWORD error, std::uint64_t times = UINT64_MAX,
               std::uint64_t skip = 0);
     /// Lets the function work again.
     void heal(std::string_view function);
+
+    /// How many handles launcher processes have held when they ended themselves.
+    std::size_t heldAtExit = 0;
 
     /// Everything that is told by `tell`, in order, where `keepHappenings` is yes.
     std::vector<Happening> happenings;

@@ -262,7 +262,9 @@ BOOL Process32Next(HANDLE snapshot, PROCESSENTRY32* entry) {
 void ExitProcess(UINT exitCode) {
     const Call<"ExitProcess"> call;
     call.expect(exitCode == 0, "exit code");
-    machine().processes.end(currentThread()->process()->id);
+    const Process& self = *currentThread()->process();
+    machine().heldAtExit += machine().handles.countOf(self);
+    machine().processes.end(self.id);
     throw ProcessEnded{};
 }
 

@@ -1,0 +1,170 @@
+#include "integration/shellMachine.h"
+#include "service/serviceProcess.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <memory>
+
+namespace kovra {
+namespace {
+
+struct Job {
+    const wchar_t* line;
+    bool installed;   ///< the product is tied in beforehand
+    bool application; ///< it runs beforehand
+};
+
+/// The product with something for each job to do.
+class JobMachine : public ShellMachine {
+public:
+    JobMachine(const simulated::WindowsVersion& windows, const Job& job) {
+        version = windows;
+        keepHappenings = false;
+        files.write(L"C:\\new\\ffmpeg\\ffmpeg.exe", "");
+        files.write(L"C:\\Kovra\\bin\\ffmpeg\\old.exe", "");
+        if (job.installed) {
+            run(L"-installServices current");
+            run(L"-registerContextMenu");
+            play(2000);
+        }
+        files.write(L"C:\\Kovra\\bin\\kovraShellExt.tmp.dll", "shell extension 2");
+        sessions.open(1);
+        sessions.logOn(1);
+        sessions.startShell(1);
+        if (job.application) {
+            processes.start("Kovra.exe", 1);
+            mailslots.make("kovraMailslot");
+        }
+        observer = [this](const simulated::Happening& happening) {
+            starts_ += happening.text.starts_with("Kovra.exe") &&
+                       happening.text.find(" starts") != std::string::npos;
+        };
+        before_ = callsByName();
+    }
+
+    /// Whether the process ends in order, and what it may do once only isn't done twice.
+    void carryOut(const wchar_t* line) {
+        EXPECT_TRUE(run(line)) << "it doesn't end";
+        play(2000);
+        EXPECT_EQ(heldAtExit, 0U);
+        EXPECT_EQ(registry.openHandles(), 0U);
+        EXPECT_EQ(services.openHandles, 0);
+        EXPECT_TRUE(shell.specialFolders.lists.empty());
+        EXPECT_LE(starts_, 1);
+        EXPECT_LE(shell.messageBoxes.size(), 1U);
+        EXPECT_TRUE(files.fileExists(launcherPath));
+        EXPECT_TRUE(files.fileExists(L"C:\\Kovra\\bin\\kovraShellExt.dll") ||
+                    files.fileExists(L"C:\\Kovra\\bin\\kovraShellExt.tmp.dll"));
+    }
+
+    /// The functions that the job has called, with how often.
+    [[nodiscard]] std::map<std::string, std::uint64_t> callsOfTheJob() const {
+        std::map<std::string, std::uint64_t> calls = callsByName();
+        for (auto& [function, count] : calls) {
+            if (const auto earlier = before_.find(function); earlier != before_.end())
+                count -= earlier->second;
+        }
+        return calls;
+    }
+
+private:
+    int starts_ = 0;
+    std::map<std::string, std::uint64_t> before_;
+};
+
+TEST(EveryFailure, LeavesEachJobInOrder) {
+    constexpr std::uint64_t mostOfOneFunction = 6; // behind that the same place is asked again and again
+    const Job jobs[] = {{L"", false, true},
+                        {L"-restart", false, true},
+                        {L"installUpdate", false, false},
+                        {L"shutdown now", false, true},
+                        {L"a line", false, false},
+                        {L"-launchService", false, false},
+                        {L"-installServices all", false, false},
+                        {L"-uninstallServices none", true, false},
+                        {L"-resetShortcuts current", false, false},
+                        {L"-registerContextMenu", false, false},
+                        {L"-unregisterContextMenu", true, false},
+                        {L"-installFfmpegFrom C:\\new\\ffmpeg", false, false},
+                        {L"-uninstallApplication removeDataDirectory", true, true}};
+
+    for (const simulated::WindowsVersion& windows : {windowsXp, windowsVista, windows8}) {
+        for (const Job& job : jobs) {
+            SCOPED_TRACE(testing::Message() << "Windows " << windows.major << '.' << windows.minor << ", \""
+                                            << testing::PrintToString(job.line) << '"');
+            auto whole = std::make_unique<JobMachine>(windows, job);
+            whole->carryOut(job.line);
+            const std::map<std::string, std::uint64_t> calls = whole->callsOfTheJob();
+            whole.reset();
+            for (const auto& [function, count] : calls) {
+                if (function.find("Close") != std::string::npos)
+                    continue; // what is open can be closed
+                for (std::uint64_t number = 0; number < std::min(count, mostOfOneFunction); ++number) {
+                    SCOPED_TRACE(testing::Message() << function << " fails, call " << number + 1);
+                    JobMachine machine(windows, job);
+                    machine.fail(function, ERROR_ACCESS_DENIED, 1, number);
+                    machine.carryOut(job.line);
+                    if (function == "CreateEventA" || function == "CreateThread")
+                        machine.misuses.clear(); // the started service goes on, and waits on what isn't there
+                    if (HasFailure())
+                        return;
+                }
+            }
+        }
+    }
+}
+
+/// Without these it is no service that the service manager could stop; a revert that fails ends it at once;
+/// and what is open can be closed.
+bool isMeantToHold(const std::string& function) {
+    const char* const names[] = {"CreateEventA", "CreateThread",     "RegisterServiceCtrlHandlerA",
+                                 "SetEvent",     "SetServiceStatus", "RevertToSelf"};
+    return std::find(std::begin(names), std::end(names), function) != std::end(names) ||
+           function.find("Close") != std::string::npos;
+}
+
+/// A service's life from the logon screen to a user's desktop, with two commands, up to its stop.
+void liveAndStop(ServiceMachine& machine) {
+    machine.keepHappenings = false;
+    machine.letApplicationReport();
+    machine.sessions.open(1);
+    machine.startService();
+    machine.play(4000);
+    machine.sessions.logOn(1);
+    machine.sessions.startShell(1);
+    machine.play(2000);
+    machine.pipes.say("relaunchApp useSessionId=1");
+    machine.play(6000);
+    EXPECT_LE(machine.processes.count("kovra.exe"), 1U);
+    machine.services.control("Kovra", SERVICE_CONTROL_STOP);
+    EXPECT_TRUE(machine.playUntil([&] { return !machine.serviceRuns(); }, 3000)) << "it doesn't stop";
+    machine.play(2000);
+    EXPECT_EQ(machine.heldAtExit, 0U);
+    EXPECT_EQ(machine.globalBlocks, 0);
+}
+
+TEST(EveryFailure, LeavesTheServiceInOrder) {
+    constexpr std::uint64_t mostOfOneFunction = 6;
+    std::map<std::string, std::uint64_t> calls;
+    {
+        ServiceMachine machine;
+        liveAndStop(machine);
+        calls = machine.callsByName();
+    }
+    for (const auto& [function, count] : calls) {
+        if (isMeantToHold(function))
+            continue;
+        for (std::uint64_t number = 0; number < std::min(count, mostOfOneFunction); ++number) {
+            SCOPED_TRACE(testing::Message() << function << " fails, call " << number + 1);
+            ServiceMachine machine;
+            machine.fail(function, ERROR_ACCESS_DENIED, 1, number);
+            liveAndStop(machine);
+            if (HasFailure())
+                return;
+        }
+    }
+}
+
+} // namespace
+} // namespace kovra
