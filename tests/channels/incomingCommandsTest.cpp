@@ -135,7 +135,7 @@ TEST(IncomingCommands, SteerTheWatchdog) {
 }
 
 TEST(IncomingCommands, ASessionsEndCountsBelowWindowsVistaAlone) {
-    for (const DWORD windows : {5, 6}) {
+    for (const DWORD windows : {5U, 6U}) {
         ServiceMachine machine;
         machine.version = {windows, 0, VER_PLATFORM_WIN32_NT};
         const Steering outcome = after(machine, L"sessionShutdown");

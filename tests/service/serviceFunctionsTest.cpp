@@ -294,7 +294,7 @@ TEST(Watchdog, TheStartDelayHoldsWhereTheClockTurns) {
 
 TEST(Watchdog, AnApplicationThatDiesAfterWeeksIsBackAtOnce) {
     for (const std::uint32_t atStart : {0U, 0x7FFFF000U, 0xFFFFF000U}) {
-        for (const std::uint64_t days : {1, 24, 25, 30, 40, 49, 50, 51, 60}) {
+        for (const std::uint64_t days : {1U, 24U, 25U, 30U, 40U, 49U, 50U, 51U, 60U}) {
             SCOPED_TRACE(testing::Message() << days << " days");
             ServiceMachine machine;
             machine.clock.setTickCount(atStart);
