@@ -138,7 +138,7 @@ TEST(Pipes, ClientsAreBoundedInTime) {
         EXPECT_LE(machine.answerTime("hello", {.writesAfter = 4900}), 5100U);
         machine.play(1000);
         // A patient reader gets its answer, however it goes about it.
-        for (const std::uint64_t readsAfter : {0, 1, 50, 1900})
+        for (const std::uint64_t readsAfter : {0U, 1U, 50U, 1900U})
             EXPECT_LE(machine.answerTime("hello", {.readsAfter = readsAfter}), readsAfter + 410)
                 << readsAfter;
         EXPECT_EQ(machine.commands().size(), 6U);
