@@ -156,10 +156,10 @@ bool TextStream::Write(const std::wstring& text) {
     if (call.fails() || stream == nullptr || !stream->file)
         return false;
     // A stream of ANSI text refuses what the code page lacks.
-    bool usedStandIn = false;
-    const std::string bytes = machine().codePage.toAnsi(text, "?", true, usedStandIn);
+    bool isComplete = true;
+    const std::string bytes = machine().codePage.toAnsi(text, &isComplete);
     DWORD written = 0;
-    return !usedStandIn && stream->file->write(bytes.data(), static_cast<DWORD>(bytes.size()), written);
+    return isComplete && stream->file->write(bytes.data(), static_cast<DWORD>(bytes.size()), written);
 }
 
 void TextStream::Close() {

@@ -2,12 +2,13 @@
 
 #include "platform/simulated/win32.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace kovra::simulated {
 
-class CharacterTable;
+class Converters;
 
 /// The machine's ANSI code page. Wide text holds UTF-16 code units, as on Windows: a character beyond U+FFFF
 /// is two of them.
@@ -22,19 +23,15 @@ public:
 
     [[nodiscard]] UINT number() const { return number_; }
 
-    /// The text's bytes, as Windows' A functions give them: a character that the code page lacks becomes one
-    /// that is alike (known of 1252 only), else `?`.
-    [[nodiscard]] std::string toAnsi(std::wstring_view text) const;
-    /// The same with another stand-in, telling whether it was needed, and with or without the characters
-    /// alike.
-    [[nodiscard]] std::string toAnsi(std::wstring_view text, std::string_view standIn, bool bestFit,
-                                     bool& usedStandIn) const;
+    /// The text's bytes; a character that the code page lacks becomes `?`, in UTF-8 U+FFFD, and makes
+    /// `isComplete` false.
+    [[nodiscard]] std::string toAnsi(std::wstring_view text, bool* isComplete = nullptr) const;
     /// The bytes as text; bytes that stand for no character become the code page's stand-in for them.
     [[nodiscard]] std::wstring toWide(std::string_view bytes) const;
 
 private:
-    UINT number_;
-    const CharacterTable* table_; // null: UTF-8
+    UINT number_ = 0;
+    std::shared_ptr<const Converters> converters_;
 };
 
 } // namespace kovra::simulated
