@@ -127,11 +127,11 @@ void changeKey(World& world, const Arguments& arguments) {
     simulated::Registry& registry = world.machine.registry;
     const std::wstring key = classesKey(arguments);
     if (arguments.has("gone"))
-        registry.removeKey(HKEY_CLASSES_ROOT, key);
+        registry.removeKey(key);
     else if (arguments.has("made"))
-        registry.makeKey(HKEY_CLASSES_ROOT, key);
+        registry.makeKey(key);
     else
-        registry.denyWrites(HKEY_CLASSES_ROOT, key, arguments.has("locked"));
+        registry.denyWrites(key, arguments.has("locked"));
 }
 
 template <DWORD code>
@@ -264,12 +264,11 @@ constexpr Event events[] = {
     {"registry KEY made|gone|locked|unlocked", changeKey},
     {"registry KEY holds TEXT",
      [](World& world, const Arguments& arguments) {
-         world.machine.registry.setText(HKEY_CLASSES_ROOT, classesKey(arguments), L"",
-                                        arguments.wide("TEXT"));
+         world.machine.registry.setText(classesKey(arguments), L"", arguments.wide("TEXT"));
      }},
     {"registry KEY value NAME holds TEXT",
      [](World& world, const Arguments& arguments) {
-         world.machine.registry.setText(HKEY_CLASSES_ROOT, classesKey(arguments), arguments.wide("NAME"),
+         world.machine.registry.setText(classesKey(arguments), arguments.wide("NAME"),
                                         arguments.wide("TEXT"));
      }},
 

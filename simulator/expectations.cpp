@@ -208,8 +208,7 @@ Verdict shortcutHas(World& world, const Arguments& arguments) {
 }
 
 Verdict keyHolds(World& world, const Arguments& arguments) {
-    const auto text =
-        world.machine.registry.text(HKEY_CLASSES_ROOT, classesKey(arguments), arguments.wide("NAME"));
+    const auto text = world.machine.registry.text(classesKey(arguments), arguments.wide("NAME"));
     return isEqual(arguments.text("TEXT"), text ? std::optional{toUtf8(*text)} : std::nullopt);
 }
 
@@ -304,8 +303,7 @@ constexpr Expectation expectations[] = {
      }},
     {"registry KEY there|gone",
      [](World& world, const Arguments& arguments) {
-         return isThere(arguments,
-                        world.machine.registry.keyExists(HKEY_CLASSES_ROOT, classesKey(arguments)));
+         return isThere(arguments, world.machine.registry.keyExists(classesKey(arguments)));
      }},
     {"registry KEY holds TEXT", keyHolds},
     {"registry KEY value NAME holds TEXT", keyHolds},

@@ -79,7 +79,7 @@ void World::installProduct(const std::wstring& root, const std::wstring& data) {
 }
 
 Beginning World::lookAtAll() const {
-    Beginning now{machine.files.snapshot(), machine.registry.snapshot(), machine.services.list()};
+    Beginning now{machine.files.snapshot(), machine.registry.contents(), machine.services.list()};
     std::erase_if(now.files, [](const auto& entry) { return entry.first.starts_with(L"C:\\P1"); });
     return now;
 }

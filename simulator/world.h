@@ -25,7 +25,7 @@ struct Application {
 /// The machine as the untimed lines at a scenario's top have left it.
 struct Beginning {
     simulated::FileSnapshot files; ///< without the trace's folder
-    simulated::RegistrySnapshot registry;
+    simulated::Registry::Contents registry;
     std::vector<simulated::Service> services;
 };
 

@@ -264,7 +264,7 @@ TEST(CommandLine, AWaitingShellExtensionIsTakenIntoUseAheadOfEveryJob) {
         if (row.waiting)
             machine.files.write(L"C:\\Kovra\\bin\\kovraShellExt.tmp.dll", "shell extension 2");
         if (row.registered)
-            machine.registry.setText(HKEY_CLASSES_ROOT, UsersMachine::menuKey, L"", L"Share");
+            machine.registry.setText(UsersMachine::menuKey, L"", L"Share");
         machine.takeLine(row.line);
         EXPECT_EQ(machine.timesTraced("Register Context Menu"), row.finished);
         EXPECT_EQ(machine.registrations(), row.registrations);

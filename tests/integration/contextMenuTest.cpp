@@ -83,14 +83,14 @@ TEST(ContextMenu, AnUnreadableLanguageFileLeavesEverythingUntouched) {
     ShellMachine machine;
     machine.files.write(ShellMachine::outputPath, "of an earlier run");
     machine.removeLanguageFile();
-    machine.registry.setText(HKEY_CLASSES_ROOT, ShellMachine::menuKey, L"", L"Share");
+    machine.registry.setText(ShellMachine::menuKey, L"", L"Share");
     machine.insideLauncher([&] {
         EXPECT_FALSE(registerWin7ContextMenu(true));
         EXPECT_EQ(unregisterContextMenu(), std::nullopt);
     });
     EXPECT_EQ(machine.files.read(ShellMachine::outputPath), "of an earlier run");
     EXPECT_THAT(machine.shell.executed, IsEmpty());
-    EXPECT_FALSE(machine.registry.keyExists(HKEY_CLASSES_ROOT, ShellMachine::menuKey)); // deleted by then
+    EXPECT_FALSE(machine.registry.keyExists(ShellMachine::menuKey)); // deleted by then
 }
 
 TEST(ContextMenu, GoesOnWhereFilesCantBeReadOrWritten) {
@@ -118,21 +118,21 @@ TEST(ContextMenu, UnregisteringDeletesTheKnownKeysAndWhatTheTemplateKnows) {
     ShellMachine machine;
     machine.insideLauncher([&] {
         EXPECT_EQ(unregisterContextMenu(), true); // nothing is there
-        machine.registry.setText(HKEY_CLASSES_ROOT, ShellMachine::menuKey, L"", L" ");
+        machine.registry.setText(ShellMachine::menuKey, L"", L" ");
         EXPECT_FALSE(isContextMenuRegistered()); // without a caption there is no entry
         EXPECT_TRUE(registerWin7ContextMenu(true));
     });
     EXPECT_TRUE(machine.defaultValue(L"KOVRA.menu"));
     // A key of somebody else's below an entry keeps the entry until the template's removal.
-    machine.registry.makeKey(HKEY_CLASSES_ROOT, L"Directory\\Shell\\KOVRA.share\\other");
+    machine.registry.makeKey(L"Directory\\Shell\\KOVRA.share\\other");
     std::optional<bool> gone;
     machine.insideLauncher([&] {
         EXPECT_TRUE(isContextMenuRegistered());
         gone = unregisterContextMenu();
-        EXPECT_FALSE(machine.registry.keyExists(HKEY_CLASSES_ROOT, L"*\\Shell\\KOVRA.share"));
+        EXPECT_FALSE(machine.registry.keyExists(L"*\\Shell\\KOVRA.share"));
     });
     EXPECT_EQ(gone, false);
-    EXPECT_FALSE(machine.registry.keyExists(HKEY_CLASSES_ROOT, ShellMachine::menuKey));
+    EXPECT_FALSE(machine.registry.keyExists(ShellMachine::menuKey));
     EXPECT_FALSE(machine.defaultValue(L"KOVRA.menu"));
     EXPECT_EQ(machine.registry.openHandles(), 0U);
 }

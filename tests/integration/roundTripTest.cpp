@@ -8,14 +8,14 @@ namespace {
 /// All of a machine that the product ties itself into.
 struct Ties {
     explicit Ties(const simulated::Machine& machine)
-        : registry(machine.registry.snapshot()),
+        : registry(machine.registry.contents()),
           services(machine.services.list()),
           startup(machine.files.snapshot()) {
         std::erase_if(startup,
                       [](const auto& file) { return file.first.find(L"\\Startup") == std::wstring::npos; });
     }
 
-    simulated::RegistrySnapshot registry;
+    simulated::Registry::Contents registry;
     std::vector<simulated::Service> services;
     simulated::FileSnapshot startup;
 };
@@ -34,8 +34,8 @@ public:
         services.add("Spooler", "C:\\Windows\\spoolsv.exe");
         for (const int folder : {CSIDL_STARTUP, CSIDL_COMMON_STARTUP})
             files.write(shell.specialFolders.paths.at(folder) + L"\\mail.lnk", "mail");
-        registry.setText(HKEY_CLASSES_ROOT, L"Directory\\Shell\\Open", L"", L"Open");
-        registry.setText(HKEY_CLASSES_ROOT, L"*\\Shell\\Edit", L"", L"Edit");
+        registry.setText(L"Directory\\Shell\\Open", L"", L"Open");
+        registry.setText(L"*\\Shell\\Edit", L"", L"Edit");
     }
 
     void run(const std::wstring& commandLine) {
@@ -109,7 +109,7 @@ TEST(WriteProtectedMachine, EveryJobComesToItsEndAndChangesNothing) {
     machine.services.denied = true;
     machine.files.denyWrites(L"C:\\");
     for (const wchar_t* key : {L"Directory", L"*", L".kovraResource", L".kovraTheme", L"KOVRA.PSERVER.1"})
-        machine.registry.denyWrites(HKEY_CLASSES_ROOT, key);
+        machine.registry.denyWrites(key);
     const auto files = machine.files.snapshot();
     const Ties before{machine};
     for (const wchar_t* line :

@@ -205,11 +205,11 @@ TEST(ShellRegistration, StopsAtAnUnreadableLanguageFileOnly) {
     EXPECT_FALSE(registered);
     EXPECT_TRUE(machine.defaultValue(L"KOVRA.PSERVER.1\\Shell\\Open\\Command"));
     EXPECT_FALSE(machine.defaultValue(L"KOVRA.PSERVER.1\\Shell\\Open"));
-    EXPECT_FALSE(machine.registry.keyExists(HKEY_CLASSES_ROOT, L".kovraResource"));
+    EXPECT_FALSE(machine.registry.keyExists(L".kovraResource"));
     EXPECT_THAT(machine.shell.executed, IsEmpty());
 
     machine.set("no language");
-    machine.registry.denyWrites(HKEY_CLASSES_ROOT, L".kovraResource");
+    machine.registry.denyWrites(L".kovraResource");
     machine.insideLauncher([&] { registered = registerContextMenu(); });
     EXPECT_TRUE(registered);
     EXPECT_EQ(machine.defaultValue(L"KOVRA.PSERVER.1\\Shell\\Open"), L"Kovra - #configNewResource#");

@@ -53,7 +53,7 @@ public:
     }
 
     [[nodiscard]] std::optional<std::wstring> defaultValue(std::wstring_view key) const {
-        return registry.text(HKEY_CLASSES_ROOT, key, L"");
+        return registry.text(key, L"");
     }
 
     void removeLanguageFile() { files.remove(L"C:\\Kovra\\www\\includes\\lng\\en.php"); }

@@ -54,7 +54,7 @@ TEST(Uninstall, WithoutTheDataClearsTheRootsFilesAndStopsTheProduct) {
 TEST(Uninstall, WithTheDataTakesItsFoldersTooThoughTheyAreHeldAtFirst) {
     for (const bool useOfOthers : {false, true}) {
         FullMachine machine;
-        machine.registry.setText(HKEY_CLASSES_ROOT, L"KOVRA.menu", L"", L"only the template knows it");
+        machine.registry.setText(L"KOVRA.menu", L"", L"only the template knows it");
         machine.shell.childDelayMs = 900;
         if (useOfOthers) {
             machine.processes.start("regedit.exe", 2); // another user's, who leaves it open

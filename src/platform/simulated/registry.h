@@ -4,92 +4,84 @@
 #include "platform/simulated/caseless.h"
 #include "platform/simulated/win32.h"
 
-#include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace kovra::simulated {
 
 class CodePage;
-struct RegistryKey;
 
-struct RegistryValue {
-    DWORD type = REG_SZ;
-    std::wstring text; ///< of a text type, terminators included where they were stored
-    std::string bytes; ///< of any other type
-
-    bool operator==(const RegistryValue&) const = default;
-};
-
-/// By path, beginning with the root's name; then by the value's name.
-using RegistrySnapshot = std::map<std::wstring, std::map<std::wstring, RegistryValue>>;
-
-/// The registry below its predefined roots, which stand by themselves: HKEY_CLASSES_ROOT is not shown below
-/// another one. Names keep their case, which doesn't count. A key's default value has the empty name.
+/// What is below HKEY_CLASSES_ROOT, the one root that the launcher knows. Names keep their case, which
+/// doesn't count. A key's default value has the empty name.
 class Registry {
 public:
-    Registry();
-    ~Registry();
-    Registry(const Registry&) = delete;
-    Registry& operator=(const Registry&) = delete;
+    struct Value {
+        DWORD type = REG_SZ;
+        std::wstring text{}; ///< of a REG_SZ, terminator included where it was stored
+        std::string bytes{}; ///< of any other type
 
-    // The world's hand: no denial stops it. No means that the root is unknown or the path malformed.
+        bool operator==(const Value&) const = default;
+    };
 
-    bool makeKey(HKEY root, std::wstring_view path);
-    /// Sets a REG_SZ value, and makes the key with all that are missing above it.
-    bool setText(HKEY root, std::wstring_view path, std::wstring_view name, std::wstring_view text);
-    bool set(HKEY root, std::wstring_view path, std::wstring_view name, RegistryValue value);
+    struct Key {
+        std::map<std::wstring, Value, Caseless> values{};
+        bool writesDenied = false;
+
+        bool operator==(const Key&) const = default;
+    };
+
+    /// By path.
+    using Contents = std::map<std::wstring, Key, Caseless>;
+
+    // The world's hand: no denial stops it.
+
+    void makeKey(std::wstring_view path);
+    /// Sets a value, and makes the key with all that are missing above it.
+    void set(std::wstring_view path, std::wstring_view name, Value value);
+    void setText(std::wstring_view path, std::wstring_view name, std::wstring_view text);
     /// Removes the key with all below it.
-    bool removeKey(HKEY root, std::wstring_view path);
+    void removeKey(std::wstring_view path);
     /// Nothing can be made, written or deleted in the key, and below it; it is made when it is missing.
-    bool denyWrites(HKEY root, std::wstring_view path, bool denied = true);
+    void denyWrites(std::wstring_view path, bool denied = true);
 
-    [[nodiscard]] bool keyExists(HKEY root, std::wstring_view path) const;
-    [[nodiscard]] std::optional<RegistryValue> value(HKEY root, std::wstring_view path,
-                                                     std::wstring_view name) const;
+    [[nodiscard]] bool keyExists(std::wstring_view path) const;
+    [[nodiscard]] std::optional<Value> value(std::wstring_view path, std::wstring_view name) const;
     /// A text value without its terminator; empty when it is missing or no text.
-    [[nodiscard]] std::optional<std::wstring> text(HKEY root, std::wstring_view path,
-                                                   std::wstring_view name) const;
-    /// The names of the keys directly below, in order.
-    [[nodiscard]] std::vector<std::wstring> keys(HKEY root, std::wstring_view path) const;
-    [[nodiscard]] RegistrySnapshot snapshot() const;
+    [[nodiscard]] std::optional<std::wstring> text(std::wstring_view path, std::wstring_view name) const;
+
+    [[nodiscard]] const Contents& contents() const { return keys_; }
 
     /// How many key handles are open.
     [[nodiscard]] std::size_t openHandles() const { return handles_.size(); }
 
-    /// What the registry tool does with a file in 8-bit text. No when it is no registry file; a line that
-    /// can't be understood, or that is denied, is skipped.
-    bool import(std::string_view file, const CodePage& codePage, Account account = Account::administrator);
+    /// What the registry tool does with a file in 8-bit text. A line that can't be understood, or that is
+    /// denied, is skipped.
+    void import(std::string_view file, const CodePage& codePage, Account account);
 
-    // What programs do, with all that Windows refuses. Each gives Windows' error code.
+    // What the launcher's calls come down to. Each gives Windows' error code.
 
-    LONG open(HKEY key, std::wstring_view path, REGSAM access, HKEY& result,
-              Account account = Account::administrator);
-    LONG create(HKEY key, std::wstring_view path, REGSAM access, HKEY& result, DWORD& disposition,
-                Account account = Account::administrator);
+    LONG open(std::wstring_view path, REGSAM access, HKEY& result);
+    LONG create(std::wstring_view path, REGSAM access, HKEY& result);
     LONG close(HKEY key);
     /// Deletes a key that has no keys below it.
-    LONG deleteKey(HKEY key, std::wstring_view path, Account account = Account::administrator);
-    LONG setValue(HKEY key, std::wstring_view name, RegistryValue value);
-    LONG getValue(HKEY key, std::wstring_view name, RegistryValue& value) const;
+    LONG deleteKey(std::wstring_view path);
+    LONG setValue(HKEY key, std::wstring_view name, Value value);
+    LONG getValue(HKEY key, std::wstring_view name, Value& value) const;
 
 private:
     struct Handle {
-        std::shared_ptr<RegistryKey> key;
+        std::wstring path;
         REGSAM access;
     };
 
-    [[nodiscard]] LONG handle(HKEY key, Handle& handle) const;
-    [[nodiscard]] std::shared_ptr<RegistryKey> find(HKEY root, std::wstring_view path) const;
-    std::shared_ptr<RegistryKey> make(HKEY root, std::wstring_view path);
-    [[nodiscard]] HKEY addHandle(std::shared_ptr<RegistryKey> key, REGSAM access);
+    [[nodiscard]] bool mayChange(std::wstring_view path, Account account) const;
+    [[nodiscard]] const Handle* find(HKEY key) const;
+    [[nodiscard]] HKEY addHandle(std::wstring_view path, REGSAM access);
 
-    std::map<std::uintptr_t, std::shared_ptr<RegistryKey>> roots_;
-    std::map<std::uintptr_t, Handle> handles_;
+    Contents keys_;
+    std::map<HKEY, Handle> handles_;
     std::uintptr_t lastHandle_ = 0;
 };
 
