@@ -57,6 +57,7 @@ public:
     std::string play() {
         machine_.sessions.open(1);
         machine_.startService();
+        machine_.play(200);
         nextBadClient_ = now() + 10 * second;
         const std::uint64_t end = now() + 60 * minute;
         while (failure_.empty() && now() < end) {

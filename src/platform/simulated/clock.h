@@ -6,6 +6,11 @@
 
 namespace kovra::simulated {
 
+// How long the calls work that take noticeable time, as measured on a machine with nine processes.
+constexpr std::uint64_t snapshotMs = 1;
+constexpr std::uint64_t programStartMs = 8;
+constexpr std::uint64_t pipeMessageMs = 1;
+
 /// The machine's clocks, both driven by the scheduler's time.
 class Clock {
 public:

@@ -162,6 +162,7 @@ BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
         }
         return FALSE;
     }
+    machine().scheduler.work(pipeMessageMs);
     pipe.hasRead = true;
     std::string& message = pipe.toServer.front();
     read = static_cast<DWORD>(std::min<std::size_t>(size, message.size()));

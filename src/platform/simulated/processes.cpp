@@ -216,6 +216,7 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) {
     call.expect(flags == TH32CS_SNAPPROCESS, "flags");
     if (call.fails())
         return INVALID_HANDLE_VALUE;
+    machine().scheduler.work(snapshotMs);
     Snapshot snapshot;
     for (const Process* process : machine().processes.list())
         snapshot.entries.push_back({process->id, process->name});

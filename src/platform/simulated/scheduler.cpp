@@ -86,6 +86,11 @@ bool Scheduler::block(std::uint64_t due, bool (*condition)(void*), void* context
     return self.conditionHeld_;
 }
 
+void Scheduler::work(std::uint64_t milliseconds) {
+    if (current->process_ != nullptr && current->condition_ == nullptr)
+        blockUntil(now_ + milliseconds, [] { return false; });
+}
+
 void Scheduler::drawOrder(std::uint32_t seed) {
     order_.emplace(seed);
     callsLeft_ = 0;

@@ -77,6 +77,9 @@ public:
             &condition);
     }
 
+    /// The calling thread is busy for so long; others run meanwhile. For the world it takes no time.
+    void work(std::uint64_t milliseconds);
+
     /// From now on the launcher's threads are switched at the platform's calls too, in an order that the seed
     /// draws.
     void drawOrder(std::uint32_t seed);

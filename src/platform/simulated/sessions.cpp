@@ -170,6 +170,7 @@ std::int32_t isExplorerInSession(std::int32_t sessionId) {
     const Call<"isExplorerInSession"> call;
     if (call.fails() || machine().sessions.withoutLibrary || sessionId < 0)
         return 0;
+    machine().scheduler.work(snapshotMs);
     const Process* explorer = machine().processes.find("explorer.exe", static_cast<DWORD>(sessionId));
     return explorer == nullptr ? 0 : 1;
 }
@@ -186,6 +187,7 @@ std::int32_t launchApplicationInSession(const char* applicationPath, const char*
         setLastError(ERROR_MOD_NOT_FOUND);
         return sess::nothingStarted;
     }
+    here.scheduler.work(programStartMs);
     return here.sessions.launch(applicationPath, arguments, sessionId, normalPrivileges);
 }
 

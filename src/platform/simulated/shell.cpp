@@ -106,6 +106,7 @@ HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parame
     const ShellCall shellCall{operation, file, parameters == nullptr ? "" : parameters,
                               directory == nullptr ? "" : directory, show};
     here.shell.executed.push_back(shellCall);
+    here.scheduler.work(programStartMs);
     std::optional<OpenFolder> folder = here.files.openFolder(here.codePage.toWide(shellCall.directory), true,
                                                              FILE_SHARE_READ | FILE_SHARE_WRITE);
     if (!folder && !shellCall.directory.empty())
@@ -148,6 +149,7 @@ BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUT
         return FALSE;
     }
     here.shell.consoleCommands.push_back(line);
+    here.scheduler.work(programStartMs);
     here.tell(Side::launcher, "runs " + line);
     const ConsoleRun run = program->second(line);
     const PipeWriteEnd* end = here.handles.find<PipeWriteEnd>(startup->hStdOutput);
