@@ -16,7 +16,7 @@ set(LONG_SCENARIOS sixty-days)
 list(TRANSFORM THREAD_TESTS PREPEND "${PROJECT_SOURCE_DIR}/tests/")
 list(TRANSFORM LONG_TESTS PREPEND "${PROJECT_SOURCE_DIR}/tests/")
 file(GLOB_RECURSE TEST_SOURCES CONFIGURE_DEPENDS tests/*.cpp)
-list(FILTER TEST_SOURCES EXCLUDE REGEX "/tests/windows/")
+list(FILTER TEST_SOURCES EXCLUDE REGEX "/tests/(platform/)?windows/")
 list(REMOVE_ITEM TEST_SOURCES ${THREAD_TESTS} ${LONG_TESTS})
 
 # What the tests share: every file that is no test.

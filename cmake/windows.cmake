@@ -51,13 +51,14 @@ endfunction()
 addProductLibrary(sess advapi32 kernel32)
 addProductLibrary(ext advapi32 kernel32)
 
-# The program that checks the real executable on a Windows; built on demand.
-file(GLOB checkSources CONFIGURE_DEPENDS "${root}/tests/windows/*.cpp")
-# What no program but the service comes to is checked directly.
-list(APPEND checkSources "${root}/libraries/sess/logonEnd.cpp" "${root}/libraries/sess/sessionFacts.cpp")
-add_executable(windowsChecks WIN32 EXCLUDE_FROM_ALL ${checkSources})
-target_include_directories(windowsChecks PRIVATE "${root}" "${root}/src")
-target_compile_definitions(windowsChecks PRIVATE _WIN32_WINNT=0x0501 NOMINMAX)
-target_compile_options(windowsChecks PRIVATE -O1 -Wall -Wextra -Wpedantic -Wconversion -Werror)
-target_link_options(windowsChecks PRIVATE -static -s)
-target_link_libraries(windowsChecks PRIVATE wtsapi32 advapi32 shell32 ole32 uuid)
+# The programs that check a Windows, contractTests.exe and windowsChecks.exe; built on demand.
+include(ExternalProject)
+string(REPLACE "g++" "gcc" windowsTestsC "${CMAKE_CXX_COMPILER}")
+ExternalProject_Add(windowsTests
+    EXCLUDE_FROM_ALL TRUE
+    SOURCE_DIR "${root}/cmake/contract"
+    CMAKE_ARGS -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_C_COMPILER=${windowsTestsC}-posix
+        -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}-posix -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${CMAKE_BINARY_DIR}/bin
+    BUILD_ALWAYS TRUE
+    BUILD_COMMAND "${CMAKE_COMMAND}" --build . --target contractTests windowsChecks
+    INSTALL_COMMAND "")

@@ -1,103 +1,91 @@
-#include "platform/simulated/machine.h"
+#include "tests/platform/contract.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <string>
 
-namespace kovra::simulated {
+namespace kovra::contract {
 namespace {
 
-std::wstring allBytesAsText(const CodePage& codePage, std::string& bytes) {
-    for (int byte = 0; byte < 256; ++byte)
-        bytes.push_back(static_cast<char>(byte));
-    return codePage.toWide(bytes);
+constexpr UINT western = 1252;
+constexpr UINT japanese = 932;
+constexpr UINT unknown = 4711;
+
+std::wstring wide(UINT codePage, const std::string& bytes) {
+    wchar_t text[300];
+    const int length = static_cast<int>(bytes.size());
+    return {text,
+            static_cast<std::size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), length, text, 300))};
 }
 
-TEST(CodePage, WesternEuropeanGivesEveryByteBack) {
-    const CodePage codePage;
+/// Without characters that are alike, where the code page lets one say so.
+std::string ansi(UINT codePage, const std::wstring& text) {
+    char bytes[300];
+    const int length = static_cast<int>(text.size());
+    const DWORD flags = codePage == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS;
+    return {bytes, static_cast<std::size_t>(WideCharToMultiByte(codePage, flags, text.data(), length, bytes,
+                                                                300, nullptr, nullptr))};
+}
+
+CONTRACT_TEST(CodePage, EveryByteOfWesternEuropeanCrossesAndComesBack) {
     std::string bytes;
-    const std::wstring text = allBytesAsText(codePage, bytes);
-    EXPECT_EQ(codePage.toAnsi(text), bytes);
+    for (int byte = 0; byte < 256; ++byte)
+        bytes.push_back(static_cast<char>(byte));
+    const std::wstring text = wide(western, bytes);
+    EXPECT_EQ(ansi(western, text), bytes);
+    EXPECT_EQ(text, wide(CP_ACP, bytes));
     EXPECT_EQ(text[0x80], L'\u20AC');
     for (const std::size_t open : {0x81U, 0x8DU, 0x8FU, 0x90U, 0x9DU})
         EXPECT_EQ(text[open], static_cast<wchar_t>(open));
     EXPECT_EQ(text[0xE4], L'\u00E4');
 }
 
-TEST(CodePage, WhatItLacksBecomesAQuestionMark) {
-    const CodePage codePage;
-    EXPECT_EQ(codePage.toAnsi(L"a\u4E2Db"), "a?b");
-    EXPECT_EQ(codePage.toAnsi(L"\xD83D\xDE00"), "??"); // each half of a pair by itself
-    bool isComplete = true;
-    EXPECT_EQ(codePage.toAnsi(L"\u0102\u00C4\uFF3C", &isComplete), "?\xC4?") << "nor one that is alike";
-    EXPECT_FALSE(isComplete);
+CONTRACT_TEST(CodePage, BytesOfDoubleByteAndUtf8) {
+    const struct {
+        UINT codePage;
+        const char* bytes;
+        const wchar_t* text;
+        const char* back; // null: the bytes
+    } cases[] = {
+        {japanese, "a\x93\xFA\x95\x5C\\", L"a\u65E5\u8868\\", nullptr}, // the second one's trail byte is 5C
+        {japanese, "\xB1", L"\uFF71", nullptr},
+        {japanese, "\x93", L"\u30FB", "\x81\x45"},     // a lead byte alone
+        {japanese, "\x87\x90", L"\u2252", "\x81\xE0"}, // has two codes
+        {japanese, "\x80\xA0\xFD\xFE\xFF", L"\x80\xF8F0\xF8F1\xF8F2\xF8F3", nullptr},
+        {CP_UTF8, "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z", L"\u00E4\u20AC\xD83D\xDE00z", nullptr},
+        {CP_UTF8, "a\xFFz", L"a\xFFFDz", "a\xEF\xBF\xBDz"},
+        {CP_UTF8, "a\xE2\x82", L"a\xFFFD", "a\xEF\xBF\xBD"},
+        {CP_UTF8, "\xE2\x82z", L"\xFFFDz", "\xEF\xBF\xBDz"},
+    };
+
+    for (const auto& each : cases) {
+        EXPECT_EQ(wide(each.codePage, each.bytes), each.text);
+        EXPECT_EQ(ansi(each.codePage, each.text), each.back != nullptr ? each.back : each.bytes);
+    }
 }
 
-TEST(CodePage, DoubleByteCharactersCrossAsTwoBytes) {
-    CodePage codePage;
-    ASSERT_TRUE(codePage.set(932));
-    const std::string leftOpen = "\x80\xA0\xFD\xFE\xFF";
-    EXPECT_EQ(codePage.toWide(leftOpen), L"\x80\xA0\xF8F1\xF8F2\xF8F3");
-    EXPECT_EQ(codePage.toAnsi(codePage.toWide(leftOpen)), leftOpen);
-    EXPECT_EQ(codePage.toAnsi(L"a\u65E5\u8868\\"),
-              "a\x93\xFA\x95\x5C\\"); // the second one's trail byte is 5C
-    EXPECT_EQ(codePage.toWide("a\x93\xFA\x95\x5C\\"), L"a\u65E5\u8868\\");
-    EXPECT_EQ(codePage.toWide("\xB1"), L"\uFF71");
-    EXPECT_EQ(codePage.toAnsi(L"\u00E9"), "?");
-    EXPECT_EQ(codePage.toWide("\x93"), L"\u30FB");     // a lead byte alone
-    EXPECT_EQ(codePage.toAnsi(L"\u2252"), "\x81\xE0"); // has a second code, 87 90
+CONTRACT_TEST(CodePage, WhatItLacksBecomesAQuestionMark) {
+    EXPECT_EQ(ansi(western, L"a\u4E2D\u00E4"), "a?\xE4");
+    EXPECT_EQ(ansi(western, L"\xD83D\xDE00"), "??") << "each half of a pair by itself";
+    EXPECT_EQ(ansi(western, L"\u0102\uFF02\uFF3C\u221E"), "????") << "nor one that is alike";
+    EXPECT_EQ(ansi(japanese, L"\u00E9"), "?");
+    EXPECT_EQ(ansi(CP_UTF8, L"a\xD83Dz"), "a\xEF\xBF\xBDz");
 }
 
-TEST(CodePage, AnUnknownNumberChangesNothing) {
-    CodePage codePage;
-    EXPECT_FALSE(codePage.set(4711));
-    EXPECT_EQ(codePage.number(), 1252U);
-    EXPECT_EQ(codePage.toAnsi(L"\u00E4"), "\xE4");
-}
-
-TEST(CodePage, Utf8HasSurrogatePairsAndAStandInForWhatIsBroken) {
-    CodePage codePage;
-    ASSERT_TRUE(codePage.set(CP_UTF8));
-    EXPECT_EQ(codePage.toWide("\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z"), L"\u00E4\u20AC\xD83D\xDE00z");
-    EXPECT_EQ(codePage.toAnsi(L"\u00E4\u20AC\xD83D\xDE00z"), "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z");
-    EXPECT_EQ(codePage.toWide("a\xFF"
-                              "b"),
-              L"a\xFFFD"
-              L"b");
-    EXPECT_EQ(codePage.toWide("a\xE2\x82"), L"a\xFFFD");
-    EXPECT_EQ(codePage.toWide("\xE2\x82z"), L"\xFFFDz");
-    EXPECT_EQ(codePage.toAnsi(L"a\xD83Dz"), "a\xEF\xBF\xBDz");
-    const std::string longText(3000, '\xC3'); // longer than one piece of the converter's, all of it broken
-    EXPECT_EQ(codePage.toWide(longText), std::wstring(3000, L'\xFFFD'));
-}
-
-TEST(CodePage, FunctionsMeasureAndConvert) {
-    Machine machine;
-    machine.inside([] {
-        const std::string bytes = "\xC3\xA4\xF0\x9F\x98\x80";
-        const int length = static_cast<int>(bytes.size());
-        EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, bytes.c_str(), length, nullptr, 0), 3);
-        EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, bytes.c_str(), -1, nullptr, 0), 4);
-
-        // With the terminator it doesn't fit, but what fits is there.
-        std::wstring text(3, L'\0');
-        EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, bytes.c_str(), -1, text.data(), 3), 0);
-        EXPECT_EQ(text, L"\u00E4\xD83D\xDE00");
-
-        std::array<char, 8> ansi{};
-        EXPECT_EQ(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, L"\u00E4\u4E2D", -1, ansi.data(), 8,
-                                      nullptr, nullptr),
-                  3);
-        EXPECT_STREQ(ansi.data(), "\xE4?");
-        EXPECT_EQ(
-            WideCharToMultiByte(CP_UTF8, WC_NO_BEST_FIT_CHARS, L"a", 1, ansi.data(), 8, nullptr, nullptr), 0);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_FLAGS);
-
-        EXPECT_EQ(MultiByteToWideChar(CP_ACP, 0, "a", 0, nullptr, 0), 0);
-        EXPECT_EQ(MultiByteToWideChar(4711, 0, "a", 1, nullptr, 0), 0);
-    });
+CONTRACT_TEST(CodePage, FunctionsMeasureAndRefuse) {
+    constexpr DWORD plain = WC_NO_BEST_FIT_CHARS;
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "\xC3\xA4\xF0\x9F\x98\x80", 6, nullptr, 0), 3);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "\xC3\xA4", -1, nullptr, 0), 2) << "with the terminator";
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, plain, L"\u00E4", -1, nullptr, 0, nullptr, nullptr), 2);
+    wchar_t text[2];
+    char bytes[2];
+    EXPECT_EQ(MultiByteToWideChar(CP_ACP, 0, "abc", 3, text, 2), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, plain, L"abc", 3, bytes, 2, nullptr, nullptr), 0);
+    EXPECT_EQ(wide(CP_ACP, ""), L"");
+    EXPECT_EQ(wide(unknown, "a"), L"");
+    EXPECT_EQ(ansi(unknown, L"a"), "");
+    EXPECT_BUT_NOT_UNDER_WINE(WideCharToMultiByte(CP_UTF8, plain, L"a", 1, bytes, 2, nullptr, nullptr) == 0 &&
+                                  GetLastError() == ERROR_INVALID_FLAGS,
+                              "it takes the flag");
 }
 
 } // namespace
-} // namespace kovra::simulated
+} // namespace kovra::contract

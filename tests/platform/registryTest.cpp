@@ -1,74 +1,132 @@
-#include "platform/simulated/machine.h"
+#include "tests/platform/contract.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <string>
 
-namespace kovra::simulated {
+namespace kovra::contract {
 namespace {
 
-const BYTE* bytesOf(const char* text) {
-    return reinterpret_cast<const BYTE*>(text);
+const HKEY root = HKEY_CLASSES_ROOT;
+constexpr LONG success = ERROR_SUCCESS;
+constexpr LONG missing = ERROR_FILE_NOT_FOUND;
+constexpr LONG denied = ERROR_ACCESS_DENIED;
+constexpr DWORD anyType = 0x4711;
+
+/// Makes the key, or opens it, below the scratch key.
+HKEY create(const std::string& path) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(root, (scratchKey + path).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                              KEY_ALL_ACCESS, nullptr, &key, nullptr),
+              success);
+    return key;
 }
 
-TEST(Registry, FunctionsCrossTheCodePage) {
-    Machine machine;
-    machine.inside([&machine] {
-        HKEY key = nullptr;
-        DWORD disposition = 0;
-        ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, "x\\\xE4", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                                  &disposition),
-                  0);
-        EXPECT_EQ(RegSetValueExA(key, "\xF6", 0, REG_SZ, bytesOf("\xDF"), 2), 0);
-        EXPECT_EQ(machine.registry.text(L"x\\\u00C4", L"\u00D6"), L"\u00DF");
-
-        std::array<BYTE, 8> buffer{};
-        DWORD type = 0;
-        DWORD size = 1;
-        EXPECT_EQ(RegQueryValueExA(key, "\xD6", nullptr, &type, buffer.data(), &size), 234);
-        EXPECT_EQ(size, 2U);
-        EXPECT_EQ(RegQueryValueExA(key, "\xD6", nullptr, &type, buffer.data(), &size), 0);
-        EXPECT_EQ(buffer[0], 0xDF);
-        EXPECT_EQ(buffer[1], 0);
-        EXPECT_EQ(type, REG_SZ);
-        size = 8;
-        EXPECT_EQ(RegQueryValueExA(key, nullptr, nullptr, &type, buffer.data(), &size), 2);
-        EXPECT_EQ(size, 8U);
-        EXPECT_EQ(RegCloseKey(key), 0);
-
-        machine.fail("RegOpenKeyExA", ERROR_ACCESS_DENIED);
-        EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "x", 0, KEY_READ, &key),
-                  static_cast<LONG>(ERROR_ACCESS_DENIED));
-    });
-    EXPECT_EQ(machine.registry.openHandles(), 0U);
+LONG open(const std::string& path, REGSAM access = KEY_READ) {
+    HKEY key = nullptr;
+    const LONG result = RegOpenKeyExA(root, path.c_str(), 0, access, &key);
+    if (result == success)
+        RegCloseKey(key);
+    return result;
 }
 
-TEST(Registry, ImportTakesARegistryFile) {
-    Registry registry;
-    const CodePage codePage;
-    registry.setText(L"goes\\below", L"", L"x");
-    registry.setText(L"stays\\below", L"", L"x");
-    registry.denyWrites(L"stays");
-    registry.import("REGEDIT4\r\n"
-                    "\r\n"
-                    "[-HKEY_CLASSES_ROOT\\goes]\r\n"
-                    "[-HKEY_CLASSES_ROOT\\stays]\r\n"
-                    "@=\"lost\"\r\n"
-                    "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share]\r\n"
-                    "@=\"\xC4 \\\"B\\\" [x]\"\r\n"
-                    "\"broken\"=\"no end\r\n"
-                    "\"Icon\"=\"C:\\\\Kovra\\\\bin\\\\Kovra.exe,0\"",
-                    codePage, Account::administrator);
-    EXPECT_EQ(registry.text(L"*\\Shell\\KOVRA.share", L""), L"\u00C4 \"B\" [x]");
-    EXPECT_EQ(registry.text(L"*\\Shell\\KOVRA.share", L"icon"), L"C:\\Kovra\\bin\\Kovra.exe,0");
-    EXPECT_FALSE(registry.value(L"*\\Shell\\KOVRA.share", L"broken"));
-    EXPECT_FALSE(registry.keyExists(L"goes\\below"));
-    EXPECT_FALSE(registry.value(L"stays", L""));
-    EXPECT_TRUE(registry.keyExists(L"stays\\below"));
-    registry.import("[HKEY_CLASSES_ROOT\\x]\n", codePage, Account::administrator);
-    EXPECT_FALSE(registry.keyExists(L"x"));
+LONG set(HKEY key, const char* name, const std::string& bytes, DWORD type = REG_SZ) {
+    return RegSetValueExA(key, name, 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
+                          static_cast<DWORD>(bytes.size()));
+}
+
+/// The bytes of a value that is a text; its number in brackets where that is another type.
+std::optional<std::string> get(HKEY key, const char* name) {
+    BYTE buffer[64];
+    DWORD size = sizeof buffer;
+    DWORD type = anyType;
+    if (RegQueryValueExA(key, name, nullptr, &type, buffer, &size) != success)
+        return std::nullopt;
+    return (type == REG_SZ ? "" : "(" + std::to_string(type) + ")") + std::string(buffer, buffer + size);
+}
+
+std::optional<std::string> get(const std::string& path, const char* name) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(root, (scratchKey + path).c_str(), 0, KEY_READ, &key) != success)
+        return std::nullopt;
+    const std::optional<std::string> value = get(key, name);
+    RegCloseKey(key);
+    return value;
+}
+
+/// Has the registry tool take the text, and waits for `done`, which tells the last thing that it does.
+template <typename Condition>
+bool import(const std::string& text, Condition done) {
+    const std::string file = scratchFolder + "\\import.reg";
+    const HANDLE handle = CreateFileA(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    DWORD written = 0;
+    WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    CloseHandle(handle);
+    const auto result = reinterpret_cast<UINT_PTR>(ShellExecuteA(
+        nullptr, "Open", "regedit", ("/s \"" + file + "\"").c_str(), scratchFolder.c_str(), SW_HIDE));
+    return result > 32 && soon(done);
+}
+
+CONTRACT_TEST(Registry, KeysAreFoundWhateverTheirCaseAndTheirEnd) {
+    RegCloseKey(create("\\Directory\\Shell\\"));
+    EXPECT_EQ(open(scratchKey + "\\directory\\SHELL"), success);
+    EXPECT_EQ(open(scratchKey + "\\Directory\\Shell\\"), success);
+    EXPECT_EQ(open(scratchKey + "\\Directory\\Shell "), missing) << "a blank is part of a name";
+}
+
+CONTRACT_TEST(Registry, AKeyGoesOnlyWithoutKeysBelowIt) {
+    const HKEY key = create("\\a");
+    EXPECT_EQ(RegDeleteKeyA(root, scratchKey.c_str()), denied);
+    EXPECT_EQ(RegDeleteKeyA(root, (scratchKey + "\\A").c_str()), success);
+    EXPECT_NE(set(key, "", ""), success) << "its handle outlasts it, but nothing can be done with it";
+    RegCloseKey(key);
+    EXPECT_EQ(RegDeleteKeyA(root, (scratchKey + "\\a").c_str()), missing);
+    EXPECT_EQ(RegDeleteKeyA(root, scratchKey.c_str()), success);
+    EXPECT_EQ(open(scratchKey), missing);
+}
+
+CONTRACT_TEST(Registry, AccessIsWhatTheHandleWasOpenedFor) {
+    RegCloseKey(create(""));
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(root, scratchKey.c_str(), 0, KEY_READ, &key), success);
+    EXPECT_EQ(set(key, "", ""), denied);
+    RegCloseKey(key);
+}
+
+CONTRACT_TEST(Registry, ValuesAreBytesOfTheCodePage) {
+    const HKEY key = create("\\x\\\xE4");
+    EXPECT_EQ(open(scratchKey + "\\x\\\xC4"), success) << "case, in the code page";
+    EXPECT_EQ(set(key, "\xF6", std::string{"\xDF\0", 2}), success);
+    EXPECT_EQ(get(key, "\xD6"), (std::string{"\xDF\0", 2}));
+    EXPECT_EQ(set(key, "number", "1234", REG_DWORD), success);
+    EXPECT_EQ(get(key, "number"), "(4)1234");
+    EXPECT_EQ(get(key, nullptr), std::nullopt);
+    EXPECT_EQ(RegSetValueExA(key, nullptr, 0, REG_SZ, nullptr, 0), success);
+    EXPECT_EQ(get(key, ""), "") << "stored without even a terminator";
+
+    BYTE buffer[8]{};
+    DWORD type = anyType;
+    DWORD size = 1;
+    EXPECT_EQ(RegQueryValueExA(key, "\xF6", nullptr, &type, buffer, &size),
+              static_cast<LONG>(ERROR_MORE_DATA));
+    EXPECT_EQ(size, 2U);
+    EXPECT_EQ(RegQueryValueExA(key, "\xF6", nullptr, &type, buffer, &size), success) << "just room";
+    EXPECT_EQ(RegCloseKey(key), success);
+}
+
+CONTRACT_TEST(Registry, TheToolImportsAFile) {
+    const std::string key = "[HKEY_CLASSES_ROOT\\" + scratchKey;
+    RegCloseKey(create("\\goes\\with\\all"));
+    EXPECT_TRUE(import("REGEDIT4\r\n\r\n[-HKEY_CLASSES_ROOT\\" + scratchKey + "\\goes]\r\n@=\"lost\"\r\n" +
+                           key +
+                           "\\*\\Kovra]\r\n@=\"\xC4 \\\"B\\\" [x]\"\r\n\"Icon\"=\"C:\\\\Kovra.exe,0\"\r\n"
+                           "\"broken\"=\"no end\r\n\r\n" +
+                           key + "\\*\\Kovra\\last]\r\n@=\"run\"\r\n",
+                       [] { return get("\\*\\Kovra\\last", "").has_value(); }));
+    EXPECT_EQ(open(scratchKey + "\\goes"), missing);
+    EXPECT_EQ(get("\\*\\Kovra", ""), (std::string{"\xC4 \"B\" [x]\0", 10}));
+    EXPECT_EQ(get("\\*\\Kovra", "icon"), (std::string{"C:\\Kovra.exe,0\0", 15}));
+    EXPECT_EQ(get("\\*\\Kovra", "broken"), std::nullopt);
 }
 
 } // namespace
-} // namespace kovra::simulated
+} // namespace kovra::contract

@@ -96,11 +96,12 @@ public:
             return unitsOf(units);
         if (isUtf8)
             return L"\xFFFD";
-        // Bytes of a single-byte character that is left open stand for themselves.
+        // Bytes of a single-byte character that is left open stand for themselves, or in the Japanese code
+        // page for characters of their own.
+        if (error == EILSEQ && isJapanese && (first == 0xA0 || first >= 0xFD))
+            return {static_cast<wchar_t>(first == 0xA0 ? 0xF8F0 : 0xF8F1 + first - 0xFD)};
         if (error == EILSEQ && count == 1 && first <= 0xA0)
             return {static_cast<wchar_t>(first)};
-        if (error == EILSEQ && isJapanese && first >= 0xFD)
-            return {static_cast<wchar_t>(0xF8F1 + first - 0xFD)};
         return isJapanese ? L"\x30FB" : L"?";
     }
 
@@ -116,7 +117,9 @@ public:
             text.remove_prefix(character.size() - 1);
             return bytes;
         }
-        const wchar_t code = isJapanese && unit >= 0xF8F1 ? unit - 0xF8F1 + 0xFD : unit;
+        const wchar_t code = isJapanese && unit == 0xF8F0  ? wchar_t{0xA0}
+                             : isJapanese && unit > 0xF8F0 ? unit - 0xF8F1 + 0xFD
+                                                           : unit;
         bytes.assign(1, static_cast<char>(code));
         if (code <= 0xFF && comesBack(bytes, {&unit, 1}))
             return bytes;
