@@ -35,8 +35,9 @@ template <typename Condition>
 /// Another program's end of a message pipe. None of its calls waits.
 class PipeClient {
 public:
-    /// Connects to the pipe of the name behind "\\.\pipe\", if that takes it.
-    explicit PipeClient(const std::string& name);
+    /// Connects to the pipe of the name behind "\\.\pipe\", if that takes it; an anonymous one doesn't let
+    /// the server know who it is.
+    explicit PipeClient(const std::string& name, bool isAnonymous = false);
     ~PipeClient();
     PipeClient(const PipeClient&) = delete;
     PipeClient& operator=(const PipeClient&) = delete;

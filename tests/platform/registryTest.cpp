@@ -110,6 +110,7 @@ CONTRACT_TEST(Registry, ValuesAreBytesOfTheCodePage) {
               static_cast<LONG>(ERROR_MORE_DATA));
     EXPECT_EQ(size, 2U);
     EXPECT_EQ(RegQueryValueExA(key, "\xF6", nullptr, &type, buffer, &size), success) << "just room";
+    EXPECT_EQ(buffer[0], 0xDF);
     EXPECT_EQ(RegCloseKey(key), success);
 }
 

@@ -24,7 +24,9 @@ bool underWine() {
     return false;
 }
 
-PipeClient::PipeClient(const std::string& name) : end_(std::make_unique<End>(machine())) {
+PipeClient::PipeClient(const std::string& name, bool isAnonymous) : end_(std::make_unique<End>(machine())) {
+    if (isAnonymous)
+        end_->identity.level = simulated::ImpersonationLevel::anonymous;
     end_->connect(name);
 }
 

@@ -39,10 +39,10 @@ bool underWine() {
     return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-PipeClient::PipeClient(const std::string& name)
-    : end_(std::make_unique<End>(
-          End{CreateFileA(("\\\\.\\pipe\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                          OPEN_EXISTING, 0, nullptr)})) {
+PipeClient::PipeClient(const std::string& name, bool isAnonymous)
+    : end_(std::make_unique<End>(End{CreateFileA(
+          ("\\\\.\\pipe\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+          isAnonymous ? SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS : 0, nullptr)})) {
     DWORD mode = PIPE_READMODE_MESSAGE;
     SetNamedPipeHandleState(end_->pipe, &mode, nullptr, nullptr);
 }
