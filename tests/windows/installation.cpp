@@ -2,6 +2,8 @@
 
 #include "tests/windows/standIns.h"
 
+#include <gtest/gtest.h>
+
 #include <sstream>
 
 namespace checks {
@@ -31,10 +33,11 @@ bool copyOwnProgram(const std::string& target) {
 
 } // namespace
 
-bool layInstallation(const std::string& root, const std::string& builtFolder) {
+bool layInstallation(const std::string& root) {
     const std::string bin = root + "\\bin";
     makeFolder(bin);
     makeFolder(standInFolder);
+    makeFolder("C:\\P1"); // the trace is on
     for (const char* file : {"kovraLauncher.exe", "sess.dll", "ext.dll"})
         if (!CopyFileA((builtFolder + "\\" + file).c_str(), (bin + "\\" + file).c_str(), FALSE))
             return false;
@@ -57,14 +60,13 @@ Process startStandIn(const std::string& fileName) {
     const std::string file = standInFolder + "\\" + fileName;
     copyOwnProgram(file);
     Process process{file};
-    check(waitFor(5000, [&fileName] { return isRunning(fileName); }), fileName + " stands in");
+    EXPECT_TRUE(waitFor(5000, [&fileName] { return isRunning(fileName); })) << fileName;
     return process;
 }
 
 void runLauncher(const std::string& line, const std::string& launcher) {
     const Process process{'"' + launcher + "\" " + line};
-    if (!process.waitForEnd(30'000))
-        check(false, "kovraLauncher.exe " + line + " ends");
+    EXPECT_TRUE(process.waitForEnd(30'000)) << line;
 }
 
 std::vector<ApplicationStart> applicationStarts() {
@@ -78,8 +80,7 @@ std::vector<ApplicationStart> applicationStarts() {
 ApplicationStart waitForStart(std::size_t number, DWORD limitMs) {
     waitFor(limitMs, [number] { return applicationStarts().size() >= number; });
     const std::vector<ApplicationStart> starts = applicationStarts();
-    check(starts.size() == number, "the application was started " + std::to_string(number) + " times",
-          std::to_string(starts.size()) + " times");
+    EXPECT_EQ(starts.size(), number);
     return starts.size() >= number ? starts[number - 1] : ApplicationStart{};
 }
 

@@ -14,14 +14,13 @@ inline const std::string exeFolder = installRoot + "\\bin";
 inline const std::string launcherFile = exeFolder + "\\kovraLauncher.exe";
 inline const std::string dataFolder = installRoot + "\\data";
 
-/// Lays the three built files, the stand-in of the application and a data tree. `builtFolder` is the folder
-/// of the built files. No when a file is missing.
-bool layInstallation(const std::string& root, const std::string& builtFolder);
+/// Lays the three built files, the stand-in of the application and a data tree. No when a file is missing.
+bool layInstallation(const std::string& root);
 
 /// Copies this program under a name into the folder of the stand-ins, and starts it.
 Process startStandIn(const std::string& fileName);
 
-/// Runs the launcher of the installation with the line; a check fails when it doesn't end.
+/// Runs the launcher of the installation with the line; the test fails when it doesn't end.
 void runLauncher(const std::string& line, const std::string& launcher = launcherFile);
 
 /// A start of the application, as its stand-in has told it.
@@ -39,8 +38,7 @@ std::vector<std::string> applicationMails();
 
 std::string trace();
 
-void checkLogonEnd();
-void checkService();
-void checkIntegration(const std::string& builtFolder);
+/// The folder of the built files.
+inline std::string builtFolder;
 
 } // namespace checks

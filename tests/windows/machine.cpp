@@ -10,9 +10,6 @@
 namespace checks {
 namespace {
 
-int passedCount = 0;
-int failedCount = 0;
-
 /// Calls `visit` for every process of that file name.
 void forEachProcess(const std::string& fileName, const std::function<void(DWORD)>& visit) {
     const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
@@ -38,22 +35,6 @@ void withService(const std::string& name, DWORD access, const std::function<void
 
 } // namespace
 
-void check(bool passed, const std::string& what, const std::string& detail) {
-    ++(passed ? passedCount : failedCount);
-    std::printf("%s  %s%s%s\n", passed ? "ok    " : "FAILED", what.c_str(),
-                passed || detail.empty() ? "" : ": ", passed ? "" : detail.c_str());
-    std::fflush(stdout);
-}
-
-void checkEqual(const std::string& seen, const std::string& expected, const std::string& what) {
-    check(seen == expected, what, "'" + seen + "' instead of '" + expected + "'");
-}
-
-int summary() {
-    std::printf("%d passed, %d failed\n", passedCount, failedCount);
-    return failedCount == 0 && passedCount > 0 ? 0 : 1;
-}
-
 bool waitFor(DWORD limitMs, const std::function<bool()>& condition) {
     const DWORD start = GetTickCount();
     while (!condition()) {
@@ -78,10 +59,6 @@ std::string hex(const std::string& bytes) {
         digits += pair;
     }
     return digits;
-}
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
 }
 
 std::string readFile(const std::string& path) {

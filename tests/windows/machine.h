@@ -11,13 +11,6 @@
 
 namespace checks {
 
-// Checks
-
-/// Counts the check and prints its line; `detail` is shown when it fails.
-void check(bool passed, const std::string& what, const std::string& detail = "");
-void checkEqual(const std::string& seen, const std::string& expected, const std::string& what);
-/// Prints "N passed, N failed" and gives the process's exit code.
-int summary();
 /// Polls until the condition holds or the time is over; gives whether it holds.
 bool waitFor(DWORD limitMs, const std::function<bool()>& condition);
 
@@ -25,7 +18,6 @@ bool waitFor(DWORD limitMs, const std::function<bool()>& condition);
 
 std::string lower(std::string text);
 std::string hex(const std::string& bytes);
-bool contains(const std::string& text, const std::string& part);
 
 // Files
 

@@ -1,6 +1,8 @@
 #include "libraries/sess/logonEnd.h"
 #include "tests/windows/installation.h"
 
+#include <gtest/gtest.h>
+
 #include <tlhelp32.h>
 
 namespace checks {
@@ -26,19 +28,19 @@ bool watch(const Process& program) {
            kovra::sess::endAtLogon(kovra::KernelHandle{copy}, static_cast<LONG>(session));
 }
 
-} // namespace
-
-void checkLogonEnd() {
+TEST(LogonEnd, AThreadWatchesEachProgramAndEndsItTenSecondsBehindTheShell) {
     const Process shell = startStandIn("explorer.exe");
     const Process left = startStandIn("mysqld.exe");
     Process ended = startStandIn("winlogon.exe");
     const int threads = ownThreads();
-    check(watch(left) && watch(ended) && ownThreads() == threads + 2, "a thread watches each program");
+    EXPECT_TRUE(watch(left) && watch(ended));
+    EXPECT_EQ(ownThreads(), threads + 2);
     ended.kill();
-    check(waitFor(2000, [threads] { return ownThreads() == threads + 1; }), "and ends with it");
-    check(!left.waitForEnd(7500), "a program of the service is left alone for 10 seconds of the shell");
-    check(left.waitForEnd(10'000), "and ended behind them"); // a busy machine
-    check(waitFor(2000, [threads] { return ownThreads() == threads; }), "no watch is left behind");
+    EXPECT_TRUE(waitFor(2000, [threads] { return ownThreads() == threads + 1; }));
+    EXPECT_FALSE(left.waitForEnd(7500));
+    EXPECT_TRUE(left.waitForEnd(10'000)); // a busy machine
+    EXPECT_TRUE(waitFor(2000, [threads] { return ownThreads() == threads; }));
 }
 
+} // namespace
 } // namespace checks
