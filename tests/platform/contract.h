@@ -32,6 +32,13 @@ template <typename Condition>
     return condition();
 }
 
+/// Starts another program, whose file bears the name, and which runs until it is ended. Gives its process id.
+inline const std::string otherProgram = "KovraOther.exe";
+DWORD startOther();
+
+/// The command line of a program that prints "hello" and ends its line.
+inline const std::string sayHello = "cmd /c echo hello";
+
 /// Another program's end of a message pipe. None of its calls waits.
 class PipeClient {
 public:

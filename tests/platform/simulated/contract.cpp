@@ -17,7 +17,14 @@ struct Mailslot::End {
 void play(void (*body)()) {
     simulated::Machine machine;
     machine.files.makeFolder(machine.codePage.toWide(scratchFolder));
+    machine.shell.consolePrograms["cmd"] = [](const std::string&) {
+        return simulated::ConsoleRun{{{1, "hel"}, {1, "lo\r\n"}}};
+    };
     machine.inside(body);
+}
+
+DWORD startOther() {
+    return machine().processes.start(otherProgram, 1);
 }
 
 bool underWine() {

@@ -35,6 +35,21 @@ void play(void (*body)()) {
     clear();
 }
 
+DWORD startOther() {
+    char own[MAX_PATH];
+    GetModuleFileNameA(nullptr, own, sizeof own);
+    std::string path = scratchFolder + "\\" + otherProgram;
+    CopyFileA(own, path.c_str(), FALSE);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION information{};
+    CreateProcessA(nullptr, path.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                   &information);
+    CloseHandle(information.hProcess);
+    CloseHandle(information.hThread);
+    return information.dwProcessId;
+}
+
 bool underWine() {
     return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
@@ -93,3 +108,13 @@ std::optional<std::string> Mailslot::read() {
 }
 
 } // namespace kovra::contract
+
+int main(int argumentCount, char** arguments) {
+    constexpr DWORD longEnoughMs = 60'000;
+    if (std::string{arguments[0]}.ends_with(kovra::contract::otherProgram)) {
+        Sleep(longEnoughMs);
+        return 0;
+    }
+    testing::InitGoogleTest(&argumentCount, arguments);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,91 @@
+#include "tests/platform/contract.h"
+
+#include "platform/handles.h"
+
+#include <algorithm>
+#include <string>
+
+namespace kovra::contract {
+namespace {
+
+/// The file name of the process in the list; empty when it isn't there.
+std::string nameOf(DWORD id) {
+    const SnapshotHandle snapshot{CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0)};
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    BOOL more = Process32First(snapshot.get(), &entry);
+    while (more && entry.th32ProcessID != id)
+        more = Process32Next(snapshot.get(), &entry);
+    return more ? entry.szExeFile : "";
+}
+
+CONTRACT_TEST(Processes, TheListHasEachWithItsFile) {
+    char path[MAX_PATH];
+    const std::string own{path, GetModuleFileNameA(nullptr, path, sizeof path)};
+    EXPECT_STREQ(path, own.c_str());
+    EXPECT_EQ(nameOf(GetCurrentProcessId()), own.substr(own.rfind('\\') + 1));
+    const DWORD other = startOther();
+    EXPECT_EQ(nameOf(other), otherProgram);
+    DWORD session = 99;
+    DWORD otherSession = 98;
+    EXPECT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &session));
+    EXPECT_TRUE(ProcessIdToSessionId(other, &otherSession));
+    EXPECT_EQ(session, otherSession);
+    const KernelHandle opened{OpenProcess(PROCESS_TERMINATE, FALSE, other)};
+    ASSERT_TRUE(opened);
+    EXPECT_TRUE(TerminateProcess(opened.get(), 0));
+    EXPECT_TRUE(soon([&] { return nameOf(other).empty(); }));
+    EXPECT_BUT_NOT_UNDER_WINE(!TerminateProcess(opened.get(), 0), "it ends one that has ended");
+}
+
+CONTRACT_TEST(Processes, OneThatIsntThereIsRefused) {
+    constexpr DWORD nobody = 0x7FFFFFF0;
+    DWORD session = 0;
+    EXPECT_FALSE(KernelHandle{OpenProcess(PROCESS_TERMINATE, FALSE, nobody)});
+    EXPECT_FALSE(ProcessIdToSessionId(nobody, &session));
+}
+
+CONTRACT_TEST(Processes, AnAdministratorMayDebug) {
+    KernelHandle token;
+    EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.out()));
+    TOKEN_PRIVILEGES privileges{1, {{{}, SE_PRIVILEGE_ENABLED}}};
+    EXPECT_TRUE(LookupPrivilegeValueA("", "SeDebugPrivilege", &privileges.Privileges[0].Luid));
+    EXPECT_TRUE(AdjustTokenPrivileges(token.get(), FALSE, &privileges, sizeof privileges, nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+}
+
+/// What a program writes into a pipe until it has ended, read in pieces; "-" when it couldn't be started.
+std::string outputOf(std::string commandLine, BOOL isInheritable, BOOL inherits) {
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, nullptr, isInheritable};
+    KernelHandle readEnd;
+    KernelHandle writeEnd;
+    EXPECT_TRUE(CreatePipe(readEnd.out(), writeEnd.out(), &attributes, 0));
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW;
+    startup.wShowWindow = SW_HIDE;
+    startup.hStdOutput = startup.hStdError = writeEnd.get();
+    PROCESS_INFORMATION information{};
+    const BOOL done = CreateProcessA(nullptr, commandLine.data(), &attributes, &attributes, inherits,
+                                     NORMAL_PRIORITY_CLASS, nullptr, nullptr, &startup, &information);
+    const KernelHandle process{information.hProcess};
+    const KernelHandle thread{information.hThread};
+    writeEnd.close(); // or the end of the data would never come
+    std::string output = done ? "" : "-";
+    char piece[4];
+    DWORD size = 0;
+    while (ReadFile(readEnd.get(), piece, sizeof piece, &size, nullptr))
+        output.append(piece, size);
+    return output;
+}
+
+CONTRACT_TEST(Processes, AProgramWritesIntoThePipeThatItInherits) {
+    EXPECT_EQ(outputOf(sayHello, TRUE, TRUE), "hello\r\n");
+    EXPECT_EQ(outputOf(sayHello, FALSE, TRUE), "");
+    EXPECT_BUT_NOT_UNDER_WINE(outputOf(sayHello, TRUE, FALSE).empty(),
+                              "it hands standard handles on all the same");
+    EXPECT_EQ(outputOf("kovraNoSuchProgram", TRUE, TRUE), "-");
+}
+
+} // namespace
+} // namespace kovra::contract
