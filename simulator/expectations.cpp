@@ -1,8 +1,6 @@
 #include "simulator/scenario.h"
 #include "simulator/world.h"
 
-#include "platform/simulated/shortcutFile.h"
-
 #include <algorithm>
 
 namespace kovra::simulation {
@@ -182,15 +180,11 @@ Verdict fileHolds(const World& world, const Arguments& arguments, const std::str
 }
 
 Verdict junctionLeads(World& world, const Arguments& arguments) {
-    const auto files = world.machine.files.snapshot();
-    const auto link = files.find(arguments.wide("PATH"));
-    return isEqual(arguments.text("TEXT"),
-                   link == files.end() ? std::nullopt : std::optional{toUtf8(link->second.junctionTarget)});
+    return isEqual(arguments.text("TEXT"), toUtf8(world.machine.files.linkTarget(arguments.wide("PATH"))));
 }
 
 Verdict shortcutHas(World& world, const Arguments& arguments) {
-    const auto content = contentAt(world, arguments);
-    const auto shortcut = content ? simulated::ShortcutFile::parse(*content) : std::nullopt;
+    const auto shortcut = world.machine.shell.shortcutAt(arguments.wide("PATH"));
     if (!shortcut)
         return {false, "no shortcut"};
     std::string found;
@@ -261,7 +255,7 @@ Verdict isClean(World& world, const Arguments&) {
     tell("item lists", machine.shell.specialFolders.lists.size());
     if (machine.processes.find("kovraLauncher.exe") == nullptr) {
         tell("handles", machine.handles.count());
-        tell("memory blocks", static_cast<std::size_t>(machine.globalBlocks));
+        tell("memory blocks", machine.globalMemory.size());
     }
     return {seen.empty(), seen};
 }

@@ -290,7 +290,7 @@ TEST(Pipes, WithoutAPipeTheServiceRunsOn) {
     EXPECT_EQ(machine.starts.size(), 1U);
     EXPECT_EQ(machine.calls("CreateNamedPipeA"), 1U);
     machine.stopService();
-    EXPECT_EQ(machine.globalBlocks, 0);
+    EXPECT_EQ(machine.globalMemory.size(), 0U);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "frontend/dataFolders.h"
 
 #include "frontend/installationPaths.h"
-#include "platform/simulated/shortcutFile.h"
 #include "support/pathSet.h"
 #include "support/product.h"
 
@@ -54,9 +53,9 @@ TEST(DataFolders, APlainPathGetsShortcuts) {
     EXPECT_EQ(paths->dataScope, L"current");
     EXPECT_THAT(machine.inRoot(), ElementsAre(L"bin", L"data.lnk", L"shared.lnk", L"www.lnk"));
     EXPECT_EQ(machine.files.read(L"C:\\Kovra\\data.lnk"), "of somebody else");
-    simulated::ShortcutFile targetOnly;
+    simulated::Shortcut targetOnly;
     targetOnly.targetPath = machine.dataRoot + L"\\www";
-    EXPECT_EQ(simulated::ShortcutFile::parse(*machine.files.read(L"C:\\Kovra\\www.lnk")), targetOnly);
+    EXPECT_EQ(machine.shell.shortcutAt(L"C:\\Kovra\\www.lnk"), targetOnly);
 
     machine.files.remove(L"C:\\Kovra\\www.lnk");
     const auto shared = machine.files.read(L"C:\\Kovra\\shared.lnk");

@@ -141,7 +141,7 @@ void liveAndStop(ServiceMachine& machine) {
     EXPECT_TRUE(machine.playUntil([&] { return !machine.serviceRuns(); }, 3000)) << "it doesn't stop";
     machine.play(2000);
     EXPECT_EQ(machine.heldAtExit, 0U);
-    EXPECT_EQ(machine.globalBlocks, 0);
+    EXPECT_EQ(machine.globalMemory.size(), 0U);
 }
 
 TEST(EveryFailure, LeavesTheServiceInOrder) {

@@ -1,7 +1,6 @@
 #include "integration/shortcuts.h"
 
 #include "integration/shellMachine.h"
-#include "platform/simulated/shortcutFile.h"
 
 #include <gmock/gmock.h>
 
@@ -29,8 +28,8 @@ public:
 
     [[nodiscard]] std::vector<std::wstring> inCurrentUser() const { return files.list(currentUser); }
 
-    [[nodiscard]] simulated::ShortcutFile shortcutIn(const std::wstring& folder) const {
-        return simulated::ShortcutFile::parse(files.read(folder + L"\\Kovra.lnk").value_or("")).value();
+    [[nodiscard]] simulated::Shortcut shortcutIn(const std::wstring& folder) const {
+        return shell.shortcutAt(folder + L"\\Kovra.lnk").value();
     }
 };
 
@@ -41,8 +40,8 @@ TEST(Shortcuts, LayTheApplicationsShortcutIntoTheFolderOfTheScope) {
     EXPECT_THAT(machine.inAllUsers(), ElementsAre(L"Kovra.lnk"));
     EXPECT_THAT(machine.inCurrentUser(), IsEmpty());
     EXPECT_EQ(machine.shortcutIn(machine.allUsers),
-              (simulated::ShortcutFile{L"\"C:\\Kovra\\bin\\Kovra.exe\"", L"-minimized", L"\"C:\\Kovra\\bin\"",
-                                       4, L"C:\\Kovra\\bin\\Kovra.exe, 0"}));
+              (simulated::Shortcut{L"\"C:\\Kovra\\bin\\Kovra.exe\"", L"-minimized", L"\"C:\\Kovra\\bin\"", 4,
+                                   L"C:\\Kovra\\bin\\Kovra.exe, 0"}));
     machine.create(L"current");
     EXPECT_THAT(machine.inAllUsers(), IsEmpty());
     EXPECT_THAT(machine.inCurrentUser(), ElementsAre(L"Kovra.lnk"));
@@ -100,9 +99,9 @@ TEST(Shortcuts, AFailingStepIsSkipped) {
     machine.fail("WshShell.ExpandEnvironmentStrings", 1, 1);
     machine.fail("Shortcut.setWindowStyle", 1);
     machine.create(L"all");
-    EXPECT_EQ(machine.shortcutIn(machine.allUsers),
-              (simulated::ShortcutFile{L"", L"-minimized", L"\"C:\\Kovra\\bin\"", 1,
-                                       L"C:\\Kovra\\bin\\Kovra.exe, 0"}));
+    EXPECT_EQ(
+        machine.shortcutIn(machine.allUsers),
+        (simulated::Shortcut{L"", L"-minimized", L"\"C:\\Kovra\\bin\"", 1, L"C:\\Kovra\\bin\\Kovra.exe, 0"}));
     EXPECT_THAT(machine.shell.messageBoxes, IsEmpty());
 }
 

@@ -87,8 +87,8 @@ TEST(Uninstall, TakesTheDataBehindItsOwnJunctionAndNothingBehindOthers) {
         machine.shell.specialFolders.paths[CSIDL_APPDATA] = special;
         machine.files.makeFolder(special + L"\\Kovra");
         for (const wchar_t* folder : {L"\\www", L"\\data", L"\\shared"})
-            ASSERT_EQ(machine.files.move(std::wstring{L"C:\\Kovra"} + folder, special + L"\\Kovra" + folder),
-                      ERROR_SUCCESS);
+            ASSERT_TRUE(
+                machine.files.move(std::wstring{L"C:\\Kovra"} + folder, special + L"\\Kovra" + folder));
         machine.files.write(L"C:\\Users\\other\\letter.txt", "");
         machine.files.makeFolder(special + L"\\Kovra\\data\\db\\trap");
         machine.files.setLink(special + L"\\Kovra\\data\\db\\trap", L"C:\\Users\\other");

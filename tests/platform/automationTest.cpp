@@ -1,6 +1,5 @@
 #include "platform/automation.h"
 #include "platform/simulated/machine.h"
-#include "platform/simulated/shortcutFile.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +11,6 @@ namespace kovra {
 namespace {
 
 using simulated::Machine;
-using simulated::ShortcutFile;
 
 TEST(TextStream, LinesEndAtLfOrCrLf) {
     Machine machine;
@@ -117,8 +115,8 @@ TEST(FileSystemObject, AnObjectThatCannotBeMadeFailsInEverything) {
 
 TEST(Shortcut, IsAFileOnceItIsSaved) {
     Machine machine;
-    const ShortcutFile expected{L"\"C:\\K\u4E2D\\Kovra.exe\"", L"-minimized", L"\"C:\\K\"", 4,
-                                L"C:\\Windows\\x.exe, 0"};
+    const simulated::Shortcut expected{L"\"C:\\K\u4E2D\\Kovra.exe\"", L"-minimized", L"\"C:\\K\"", 4,
+                                       L"C:\\Windows\\x.exe, 0"};
     machine.inside([&machine] {
         const WshShell shell = WshShell::create();
         EXPECT_FALSE(shell.createShortcut(L"C:\\a.txt"));
@@ -136,12 +134,9 @@ TEST(Shortcut, IsAFileOnceItIsSaved) {
         EXPECT_TRUE(shell.createShortcut(L"C:\\kovra.lnk")->Save()); // keeps what it finds there
         EXPECT_EQ(shell.ExpandEnvironmentStrings(L"100% %nothing%SystemDrive%\\a%"), L"100% %nothingC:\\a%");
     });
-    const std::optional<ShortcutFile> saved =
-        ShortcutFile::parse(machine.files.read(L"C:\\Kovra.lnk").value_or(""));
+    const std::optional<simulated::Shortcut> saved = machine.shell.shortcutAt(L"C:\\Kovra.lnk");
     ASSERT_TRUE(saved);
     EXPECT_EQ(*saved, expected);
-    EXPECT_EQ(saved->program(), L"C:\\K\u4E2D\\Kovra.exe");
-    EXPECT_FALSE(ShortcutFile::parse("no shortcut"));
 }
 
 TEST(SpecialFolders, AreLookedUpByNumber) {

@@ -383,7 +383,7 @@ private:
             return fail("the service doesn't stop");
         if (applicationRan && machine_.processes.find("kovra.exe") == nullptr)
             fail("the application stopped with the service");
-        if (machine_.handles.count() > 0 || machine_.globalBlocks > 0 ||
+        if (machine_.handles.count() > 0 || machine_.globalMemory.size() > 0 ||
             machine_.registry.openHandles() > 0 || machine_.services.openHandles > 0 ||
             !machine_.misuses.empty())
             fail("something is left open or was misused in the end");

@@ -17,10 +17,6 @@ constexpr const wchar_t* traceFile = L"C:\\P1\\log.txt";
 TEST(Trace, AppendsOneLineWithDateAndTimeToTheFile) {
     InstalledMachine machine;
     machine.files.write(traceFile, "of an earlier run\r\n");
-    // A program that shows the file, and another launcher, hold it open.
-    DWORD error = 0;
-    const auto inUse =
-        machine.files.open(traceFile, GENERIC_READ | FILE_APPEND_DATA, 7, OPEN_EXISTING, error);
     machine.inside([&] {
         writeLog(L"Starting service...");
         EXPECT_EQ(machine.handles.count(), 0U);

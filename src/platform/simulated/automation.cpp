@@ -1,10 +1,8 @@
 #include "platform/automation.h"
 
 #include "platform/simulated/machine.h"
-#include "platform/simulated/shortcutFile.h"
 
 #include <algorithm>
-#include <variant>
 
 namespace kovra {
 
@@ -12,42 +10,23 @@ using simulated::Call;
 using simulated::FileSystem;
 using simulated::machine;
 using simulated::OpenFile;
-using simulated::ShortcutFile;
 
 namespace {
 
-constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
-
-struct FileSystemState {};
-
-struct ShellState {};
-
-struct FolderState {
-    std::wstring path;
-};
-
-struct FileState {
-    std::wstring path;
-};
-
-struct StreamState {
-    std::optional<OpenFile> file; // empty once it was closed
-    std::string content;          // what was read of the file
+/// What stands behind an automation object; each kind uses its part.
+struct Object {
+    std::wstring path{};            // of a file, a folder, a shortcut
+    simulated::Shortcut shortcut{}; // to be saved there
+    std::optional<OpenFile> file{}; // of a stream; empty once it was closed
+    std::string content{};          // what the stream has read of the file
     std::size_t position = 0;
 
     [[nodiscard]] bool atEnd() const { return !file || position == content.size(); }
 };
 
-struct ShortcutState {
-    std::wstring path;
-    ShortcutFile file;
-};
-
-using Object = std::variant<FileSystemState, ShellState, FolderState, FileState, StreamState, ShortcutState>;
-
-template <typename State>
-State* stateOf(const AutomationObject& object) {
-    return object ? std::get_if<State>(static_cast<Object*>(object.get())) : nullptr;
+/// Null when there is none, or the call is to fail.
+Object* behind(const AutomationObject& object, bool fails) {
+    return fails ? nullptr : static_cast<Object*>(object.get());
 }
 
 AutomationObject makeObject(Object state) {
@@ -63,13 +42,14 @@ bool endsInSeparator(const std::wstring& path) {
 }
 
 std::optional<TextStream> openStream(const std::wstring& path, IoMode mode, DWORD disposition) {
-    DWORD error = ERROR_SUCCESS;
-    const DWORD access = mode == IoMode::ForReading ? GENERIC_READ : GENERIC_WRITE;
-    StreamState stream{files().open(path, access, shareAll, disposition, error), {}};
+    const bool reads = mode == IoMode::ForReading;
+    Object stream;
+    stream.file = files().open(path, reads ? GENERIC_READ : GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                               disposition);
     if (!stream.file)
         return std::nullopt;
-    if (mode == IoMode::ForReading)
-        stream.content = *stream.file->readRest();
+    if (reads)
+        stream.content = stream.file->content();
     return TextStream{makeObject(std::move(stream))};
 }
 
@@ -79,7 +59,7 @@ bool moveTo(const std::wstring& source, std::wstring destination) {
         return false;
     if (endsInSeparator(destination))
         destination += source.substr(source.find_last_of(L"\\/:") + 1);
-    return files().move(source, destination) == ERROR_SUCCESS;
+    return files().move(source, destination);
 }
 
 /// `%NAME%` replaced by the environment's value; one that the environment lacks stays as it is.
@@ -114,7 +94,7 @@ std::wstring expanded(const std::wstring& text) {
 AutomationObject::~AutomationObject() {
     if (object_ == nullptr)
         return;
-    const simulated::MachineCode machineCode;
+    const simulated::InsideMachine inside;
     delete static_cast<Object*>(object_);
 }
 
@@ -122,14 +102,14 @@ AutomationObject::~AutomationObject() {
 
 std::optional<bool> TextStream::AtEndOfStream() const {
     const Call<"TextStream.AtEndOfStream"> call;
-    const StreamState* const stream = stateOf<StreamState>(object_);
-    return call.fails() || stream == nullptr ? std::nullopt : std::optional{stream->atEnd()};
+    const Object* const stream = behind(object_, call.fails());
+    return stream == nullptr ? std::nullopt : std::optional{stream->atEnd()};
 }
 
 std::optional<std::wstring> TextStream::ReadLine() {
     const Call<"TextStream.ReadLine"> call;
-    StreamState* const stream = stateOf<StreamState>(object_);
-    if (call.fails() || stream == nullptr || stream->atEnd())
+    Object* const stream = behind(object_, call.fails());
+    if (stream == nullptr || stream->atEnd())
         return std::nullopt;
     const std::size_t end = stream->content.find('\n', stream->position);
     std::string_view line =
@@ -142,8 +122,8 @@ std::optional<std::wstring> TextStream::ReadLine() {
 
 std::optional<std::wstring> TextStream::ReadAll() {
     const Call<"TextStream.ReadAll"> call;
-    StreamState* const stream = stateOf<StreamState>(object_);
-    if (call.fails() || stream == nullptr || stream->atEnd())
+    Object* const stream = behind(object_, call.fails());
+    if (stream == nullptr || stream->atEnd())
         return std::nullopt;
     const std::string_view rest = std::string_view{stream->content}.substr(stream->position);
     stream->position = stream->content.size();
@@ -152,19 +132,18 @@ std::optional<std::wstring> TextStream::ReadAll() {
 
 bool TextStream::Write(const std::wstring& text) {
     const Call<"TextStream.Write"> call;
-    StreamState* const stream = stateOf<StreamState>(object_);
-    if (call.fails() || stream == nullptr || !stream->file)
+    Object* const stream = behind(object_, call.fails());
+    if (stream == nullptr || !stream->file)
         return false;
     // A stream of ANSI text refuses what the code page lacks.
     bool isComplete = true;
     const std::string bytes = machine().codePage.toAnsi(text, &isComplete);
-    DWORD written = 0;
-    return isComplete && stream->file->write(bytes.data(), static_cast<DWORD>(bytes.size()), written);
+    return isComplete && stream->file->write(bytes);
 }
 
 void TextStream::Close() {
     const Call<"TextStream.Close"> call;
-    if (StreamState* const stream = stateOf<StreamState>(object_); stream != nullptr && !call.fails())
+    if (Object* const stream = behind(object_, call.fails()); stream != nullptr && !call.fails())
         stream->file.reset();
 }
 
@@ -172,53 +151,55 @@ void TextStream::Close() {
 
 std::optional<std::wstring> File::Name() const {
     const Call<"File.Name"> call;
-    const FileState* const file = stateOf<FileState>(object_);
-    if (call.fails() || file == nullptr)
+    const Object* const file = behind(object_, call.fails());
+    if (file == nullptr)
         return std::nullopt;
     return file->path.substr(file->path.rfind(L'\\') + 1);
 }
 
 std::optional<std::wstring> File::Path() const {
     const Call<"File.Path"> call;
-    const FileState* const file = stateOf<FileState>(object_);
-    return call.fails() || file == nullptr ? std::nullopt : std::optional{file->path};
+    const Object* const file = behind(object_, call.fails());
+    return file == nullptr ? std::nullopt : std::optional{file->path};
 }
 
 std::optional<std::uint64_t> File::Size() const {
     const Call<"File.Size"> call;
-    const FileState* const file = stateOf<FileState>(object_);
-    return call.fails() || file == nullptr ? std::nullopt : files().size(file->path);
+    const Object* const file = behind(object_, call.fails());
+    const std::optional<std::string> content = file == nullptr ? std::nullopt : files().read(file->path);
+    return content ? std::optional<std::uint64_t>{content->size()} : std::nullopt;
 }
 
 std::optional<TextStream> File::OpenAsTextStream(IoMode mode) const {
     const Call<"File.OpenAsTextStream"> call;
-    const FileState* const file = stateOf<FileState>(object_);
-    if (call.fails() || file == nullptr || (mode == IoMode::ForWriting && !files().fileExists(file->path)))
+    const Object* const file = behind(object_, call.fails());
+    if (file == nullptr || (mode == IoMode::ForWriting && !files().fileExists(file->path)))
         return std::nullopt;
     return openStream(file->path, mode, mode == IoMode::ForReading ? OPEN_EXISTING : CREATE_ALWAYS);
 }
 
 bool File::Delete(bool force) {
     const Call<"File.Delete"> call;
-    const FileState* const file = stateOf<FileState>(object_);
-    return !call.fails() && file != nullptr && files().deleteFile(file->path, force) == ERROR_SUCCESS;
+    const Object* const file = behind(object_, call.fails());
+    return file != nullptr && files().deleteFile(file->path, force);
 }
 
 std::vector<File> Folder::Files() const {
     const Call<"Folder.Files"> call;
     std::vector<File> result;
-    const FolderState* const folder = stateOf<FolderState>(object_);
-    if (call.fails() || folder == nullptr)
+    const Object* const folder = behind(object_, call.fails());
+    if (folder == nullptr)
         return result;
     const std::wstring prefix = endsInSeparator(folder->path) ? folder->path : folder->path + L'\\';
-    for (const std::wstring& name : files().listFiles(folder->path))
-        result.emplace_back(makeObject(FileState{prefix + name}));
+    for (const std::wstring& name : files().list(folder->path))
+        if (files().fileExists(prefix + name))
+            result.emplace_back(makeObject({prefix + name}));
     return result;
 }
 
 FileSystemObject FileSystemObject::create() {
     const Call<"CreateObject Scripting.FileSystemObject"> call;
-    return FileSystemObject{call.fails() ? AutomationObject{} : makeObject(FileSystemState{})};
+    return FileSystemObject{call.fails() ? AutomationObject{} : makeObject({})};
 }
 
 bool FileSystemObject::FileExists(const std::wstring& path) const {
@@ -235,14 +216,14 @@ std::optional<File> FileSystemObject::GetFile(const std::wstring& path) const {
     const Call<"FileSystemObject.GetFile"> call;
     if (call.fails() || !object_ || !files().fileExists(path))
         return std::nullopt;
-    return File{makeObject(FileState{*files().fullPath(path)})};
+    return File{makeObject({*files().fullPath(path)})};
 }
 
 std::optional<Folder> FileSystemObject::GetFolder(const std::wstring& path) const {
     const Call<"FileSystemObject.GetFolder"> call;
     if (call.fails() || !object_ || !files().folderExists(path))
         return std::nullopt;
-    return Folder{makeObject(FolderState{*files().fullPath(path)})};
+    return Folder{makeObject({*files().fullPath(path)})};
 }
 
 std::optional<TextStream> FileSystemObject::OpenTextFile(const std::wstring& path, IoMode mode,
@@ -264,13 +245,12 @@ std::optional<TextStream> FileSystemObject::CreateTextFile(const std::wstring& p
 
 bool FileSystemObject::DeleteFile(const std::wstring& path, bool force) const {
     const Call<"FileSystemObject.DeleteFile"> call;
-    return !call.fails() && object_ && files().deleteFile(path, force) == ERROR_SUCCESS;
+    return !call.fails() && object_ && files().deleteFile(path, force);
 }
 
 bool FileSystemObject::DeleteFolder(const std::wstring& path, bool force) const {
     const Call<"FileSystemObject.DeleteFolder"> call;
-    return !call.fails() && object_ && !endsInSeparator(path) &&
-           files().deleteFolder(path, force) == ERROR_SUCCESS;
+    return !call.fails() && object_ && !endsInSeparator(path) && files().deleteFolder(path, force);
 }
 
 bool FileSystemObject::MoveFile(const std::wstring& source, const std::wstring& destination) const {
@@ -289,57 +269,51 @@ namespace {
 
 /// Sets a property where there is a shortcut and the call isn't to fail.
 template <typename Value>
-bool setProperty(bool fails, const AutomationObject& object, Value ShortcutFile::*property,
-                 const Value& value) {
-    ShortcutState* const shortcut = stateOf<ShortcutState>(object);
-    if (fails || shortcut == nullptr)
-        return false;
-    shortcut->file.*property = value;
-    return true;
+bool setProperty(Object* object, Value simulated::Shortcut::*property, const Value& value) {
+    if (object != nullptr)
+        object->shortcut.*property = value;
+    return object != nullptr;
 }
 
 } // namespace
 
 bool Shortcut::setTargetPath(const std::wstring& path) {
     const Call<"Shortcut.setTargetPath"> call;
-    return setProperty(call.fails(), object_, &ShortcutFile::targetPath, path);
+    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::targetPath, path);
 }
 
 bool Shortcut::setArguments(const std::wstring& arguments) {
     const Call<"Shortcut.setArguments"> call;
-    return setProperty(call.fails(), object_, &ShortcutFile::arguments, arguments);
+    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::arguments, arguments);
 }
 
 bool Shortcut::setWorkingDirectory(const std::wstring& path) {
     const Call<"Shortcut.setWorkingDirectory"> call;
-    return setProperty(call.fails(), object_, &ShortcutFile::workingDirectory, path);
+    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::workingDirectory, path);
 }
 
 bool Shortcut::setWindowStyle(std::int32_t style) {
     const Call<"Shortcut.setWindowStyle"> call;
-    return setProperty(call.fails(), object_, &ShortcutFile::windowStyle, style);
+    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::windowStyle, style);
 }
 
 bool Shortcut::setIconLocation(const std::wstring& location) {
     const Call<"Shortcut.setIconLocation"> call;
-    return setProperty(call.fails(), object_, &ShortcutFile::iconLocation, location);
+    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::iconLocation, location);
 }
 
 bool Shortcut::Save() {
     const Call<"Shortcut.Save"> call;
-    const ShortcutState* const shortcut = stateOf<ShortcutState>(object_);
-    if (call.fails() || shortcut == nullptr)
+    const Object* const object = behind(object_, call.fails());
+    if (object == nullptr)
         return false;
-    DWORD error = ERROR_SUCCESS;
-    std::optional<OpenFile> file = files().open(shortcut->path, GENERIC_WRITE, 0, CREATE_ALWAYS, error);
-    const std::string content = shortcut->file.toContent();
-    DWORD written = 0;
-    return file && file->write(content.data(), static_cast<DWORD>(content.size()), written);
+    std::optional<OpenFile> file = files().open(object->path, GENERIC_WRITE, 0, CREATE_ALWAYS);
+    return file && file->write(machine().shell.contentOf(object->shortcut));
 }
 
 WshShell WshShell::create() {
     const Call<"CreateObject Wscript.Shell"> call;
-    return WshShell{call.fails() ? AutomationObject{} : makeObject(ShellState{})};
+    return WshShell{call.fails() ? AutomationObject{} : makeObject({})};
 }
 
 std::optional<Shortcut> WshShell::createShortcut(const std::wstring& path) const {
@@ -351,10 +325,8 @@ std::optional<Shortcut> WshShell::createShortcut(const std::wstring& path) const
     const std::optional<std::wstring> fullPath = files().fullPath(path);
     if (call.fails() || !object_ || !isLink || !fullPath)
         return std::nullopt;
-    ShortcutState shortcut{*fullPath, {}};
-    if (const std::optional<std::string> content = files().read(*fullPath))
-        shortcut.file = ShortcutFile::parse(*content).value_or(ShortcutFile{});
-    return Shortcut{makeObject(std::move(shortcut))};
+    return Shortcut{
+        makeObject({*fullPath, machine().shell.shortcutAt(*fullPath).value_or(simulated::Shortcut{})})};
 }
 
 std::optional<std::wstring> WshShell::ExpandEnvironmentStrings(const std::wstring& text) const {

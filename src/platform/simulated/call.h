@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/simulated/threadSanitizer.h"
 #include "platform/simulated/win32.h"
 
 #include <algorithm>
@@ -14,21 +15,6 @@ class Machine;
 [[nodiscard]] Machine& machine();
 
 void setLastError(DWORD error);
-
-/// A spell of the calling thread inside the machine. The machine runs one thread at a time, in an order of
-/// its own, which the launcher's threads know nothing of; so that thread sanitizer judges the launcher by
-/// Windows' rules alone, it neither looks at the machine's own memory nor takes the machine's hand-over of
-/// the turn for synchronisation. What does synchronise on Windows is told by `releaseTo` and `acquireFrom`.
-class MachineCode {
-public:
-    MachineCode();
-    ~MachineCode(); // NOLINT(performance-trivially-destructible): not under thread sanitizer
-    MachineCode(const MachineCode&) = delete;
-    MachineCode& operator=(const MachineCode&) = delete;
-};
-
-void releaseTo(const void* object);
-void acquireFrom(const void* object);
 
 /// A function's name as a template argument.
 template <std::size_t size>
@@ -45,7 +31,7 @@ template <FunctionName name>
 inline const std::size_t functionIndex = addFunction({name.characters, sizeof name.characters - 1});
 
 /// Counts the call on the calling thread's machine; gives whether it is to fail.
-[[nodiscard]] bool begin(std::size_t function);
+[[nodiscard]] bool countCall(std::size_t function);
 
 void addMisuse(std::string_view function, std::string_view what);
 
@@ -54,7 +40,7 @@ void addMisuse(std::string_view function, std::string_view what);
 template <FunctionName name>
 class Call {
 public:
-    Call() : fails_(begin(functionIndex<name>)) {}
+    Call() : fails_(countCall(functionIndex<name>)) {}
 
     /// Yes when this call is to fail; the thread's last error is then set to the error that was asked for.
     [[nodiscard]] bool fails() const { return fails_; }
@@ -67,7 +53,7 @@ public:
     }
 
 private:
-    MachineCode machineCode_;
+    InsideMachine inside_;
     bool fails_;
 };
 

@@ -1,55 +1,42 @@
 #include "platform/simulated/caseless.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cwctype>
-#include <locale.h>
 
 namespace kovra::simulated {
 
 namespace {
 
-/// The C library's own upper case for each UTF-16 code unit.
-std::array<wchar_t, 0x10000> makeTable() {
-    std::array<wchar_t, 0x10000> table{};
-    const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    for (std::size_t unit = 0; unit < table.size(); ++unit) {
-        const wint_t character = static_cast<wint_t>(unit);
-        const wint_t upper = unicode != nullptr ? towupper_l(character, unicode) : std::towupper(character);
-        table[unit] = static_cast<wchar_t>(upper < table.size() ? upper : character);
-    }
-    if (unicode != nullptr)
-        freelocale(unicode);
-    return table;
+wchar_t upper(wchar_t character) {
+    const bool isLower = (character >= L'a' && character <= L'z') ||
+                         (character >= 0xE0 && character <= 0xFE && character != 0xF7);
+    return isLower ? character - 0x20 : character;
+}
+
+char lower(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 0x20) : character;
 }
 
 } // namespace
 
-wchar_t upperCase(wchar_t character) {
-    if (character >= 0 && character < 0x80)
-        return character >= L'a' && character <= L'z' ? character - (L'a' - L'A') : character;
-    static const std::array<wchar_t, 0x10000> table = makeTable();
-    const auto unit = static_cast<char32_t>(character);
-    return unit < table.size() ? table[unit] : character;
-}
-
 bool Caseless::operator()(std::wstring_view left, std::wstring_view right) const {
-    const std::size_t common = left.size() < right.size() ? left.size() : right.size();
-    for (std::size_t i = 0; i < common; ++i) {
-        if (left[i] == right[i])
-            continue;
-        const wchar_t leftCharacter = upperCase(left[i]);
-        const wchar_t rightCharacter = upperCase(right[i]);
-        if (leftCharacter != rightCharacter)
-            return leftCharacter < rightCharacter;
-    }
-    return left.size() < right.size();
+    return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
+                                        [](wchar_t one, wchar_t other) { return upper(one) < upper(other); });
 }
 
 bool sameName(std::wstring_view one, std::wstring_view other) {
     return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](wchar_t left, wchar_t right) { return upperCase(left) == upperCase(right); });
+                      [](wchar_t left, wchar_t right) { return upper(left) == upper(right); });
+}
+
+bool sameName(std::string_view one, std::string_view other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](char left, char right) { return lower(left) == lower(right); });
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string result{text};
+    std::transform(result.begin(), result.end(), result.begin(), lower);
+    return result;
 }
 
 } // namespace kovra::simulated

@@ -1,19 +1,21 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace kovra::simulated {
 
-/// The character in upper case, as Windows' own table for names of files and registry keys has it: one
-/// character for one, the same on every machine whatever its language.
-[[nodiscard]] wchar_t upperCase(wchar_t character);
+// Names whose case doesn't count. Of the letters those of Latin-1 have a case here.
 
-/// Order of names whose case doesn't count.
+/// Their order.
 struct Caseless {
     using is_transparent = void;
     [[nodiscard]] bool operator()(std::wstring_view left, std::wstring_view right) const;
 };
 
 [[nodiscard]] bool sameName(std::wstring_view one, std::wstring_view other);
+/// Of ANSI names, in which the case of the plain letters alone doesn't count.
+[[nodiscard]] bool sameName(std::string_view one, std::string_view other);
+[[nodiscard]] std::string lowerCase(std::string_view text);
 
 } // namespace kovra::simulated

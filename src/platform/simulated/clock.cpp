@@ -32,10 +32,8 @@ int give(const char* text, LPSTR buffer, int size) {
     const int needed = static_cast<int>(std::strlen(text)) + 1;
     if (size == 0)
         return needed;
-    if (size < needed) {
-        setLastError(ERROR_INSUFFICIENT_BUFFER);
+    if (size < needed)
         return 0;
-    }
     std::memcpy(buffer, text, static_cast<std::size_t>(needed));
     return needed;
 }
@@ -49,12 +47,6 @@ using namespace kovra::simulated;
 DWORD GetTickCount() {
     const Call<"GetTickCount"> call;
     return machine().clock.tickCount();
-}
-
-void Sleep(DWORD milliseconds) {
-    const Call<"Sleep"> call;
-    Scheduler& scheduler = machine().scheduler;
-    scheduler.blockUntil(scheduler.now() + milliseconds, [] { return false; });
 }
 
 void GetLocalTime(SYSTEMTIME* time) {

@@ -9,9 +9,7 @@ using namespace simulated;
 void createJunction(const char* target, const char* link) {
     const Call<"createJunction"> call;
     Machine& here = machine();
-    if (call.fails())
-        return;
-    if (here.files.makeJunction(here.codePage.toWide(target), here.codePage.toWide(link)) == ERROR_SUCCESS)
+    if (!call.fails() && here.files.makeJunction(here.codePage.toWide(target), here.codePage.toWide(link)))
         here.tell(Side::launcher, "makes the junction " + std::string{link});
 }
 

@@ -9,7 +9,7 @@ using namespace simulated;
 FileHandle openForAppending(const FileHandle& folder, const wchar_t* name) {
     const Call<"NtCreateFile"> call;
     Handles& handles = machine().handles;
-    const OpenFolder* const opened = call.fails() ? nullptr : handles.find<OpenFolder>(folder.get());
+    const OpenFile* const opened = call.fails() ? nullptr : handles.find<OpenFile>(folder.get());
     if (opened == nullptr)
         return {};
     std::optional<OpenFile> file =
@@ -19,13 +19,8 @@ FileHandle openForAppending(const FileHandle& folder, const wchar_t* name) {
 
 bool isLinked(const FileHandle& file) {
     const Call<"isLinked"> call;
-    const KernelObject* const object = call.fails() ? nullptr : machine().handles.findAny(file.get());
-    if (object == nullptr)
-        return true;
-    if (const OpenFolder* const folder = std::get_if<OpenFolder>(object))
-        return folder->isLink();
-    const OpenFile* const opened = std::get_if<OpenFile>(object);
-    return opened == nullptr || opened->isLink() || opened->links() > 1;
+    const OpenFile* const opened = call.fails() ? nullptr : machine().handles.find<OpenFile>(file.get());
+    return opened == nullptr || opened->isLinked();
 }
 
 std::wstring pathOnVolume(const FileHandle& file) {

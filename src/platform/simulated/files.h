@@ -16,60 +16,35 @@ namespace kovra::simulated {
 struct FileNode;
 struct ParsedPath;
 
-/// A file that a program holds open. It reads and writes in order; the file is let go when this goes.
+/// A file or folder that a program holds open, or its working folder. It is let go when this goes. Without
+/// sharing the deletion it can be neither deleted nor moved meanwhile.
 class OpenFile {
 public:
     OpenFile(std::shared_ptr<FileNode> node, DWORD access, DWORD share);
-    OpenFile(OpenFile&& other) noexcept = default;
-    OpenFile& operator=(OpenFile&& other) noexcept;
-    ~OpenFile();
 
-    /// Reads the next bytes, none at the end of the file. No (ERROR_ACCESS_DENIED) when it isn't open for
-    /// reading.
+    // They read and write in order, and give no where it isn't open for that.
+
+    /// Reads the next bytes, none at the end of the file.
     bool read(void* buffer, DWORD size, DWORD& read);
-    /// Reads all that is left.
-    [[nodiscard]] std::optional<std::string> readRest();
-    /// Writes at the position, or behind the end when it is open for appending alone. No
-    /// (ERROR_ACCESS_DENIED) when it is open for neither.
-    bool write(const void* buffer, DWORD size, DWORD& written);
-    [[nodiscard]] std::uint64_t size() const;
+    /// Writes at the position, or behind the end when it is open for appending alone.
+    bool write(std::string_view bytes);
 
     void seek(std::uint64_t position) { position_ = position; }
 
-    /// The file's full path, with the case of its names.
+    [[nodiscard]] const std::string& content() const;
+    /// The full path, with the case of its names.
     [[nodiscard]] std::wstring path() const;
-    /// How many names the file has.
-    [[nodiscard]] DWORD links() const;
-    /// It is a symbolic link, opened itself.
-    [[nodiscard]] bool isLink() const;
-
-private:
-    std::shared_ptr<FileNode> node_; // null once it was moved from
-    DWORD access_;
-    DWORD share_;
-    std::uint64_t position_ = 0;
-};
-
-/// A folder that a program holds, open or as its working folder. It is let go when this goes.
-class OpenFolder {
-public:
-    /// While a folder is held without sharing its deletion, it can be neither deleted nor moved.
-    OpenFolder(std::shared_ptr<FileNode> node, DWORD share);
-    OpenFolder(OpenFolder&& other) noexcept = default;
-    OpenFolder& operator=(OpenFolder&& other) noexcept;
-    ~OpenFolder();
-
-    /// The folder's full path, with the case of its names.
-    [[nodiscard]] std::wstring path() const;
-    /// It is a junction, opened itself.
-    [[nodiscard]] bool isLink() const;
-    /// Opens the file directly in it for appending, and makes it where it is missing. A symbolic link is
-    /// opened itself. Empty when it can't be opened.
+    /// It is a link itself, or a file with more names than one.
+    [[nodiscard]] bool isLinked() const;
+    /// Opens the file directly in this folder for appending, and makes it where it is missing. A symbolic
+    /// link is opened itself. Empty when it can't be opened.
     [[nodiscard]] std::optional<OpenFile> openFile(std::wstring_view name, DWORD share) const;
 
 private:
-    std::shared_ptr<FileNode> node_; // null once it was moved from
-    DWORD share_;
+    std::shared_ptr<FileNode> node_;
+    DWORD access_;
+    std::uint64_t position_ = 0;
+    std::shared_ptr<void> opener_, holder_; // one of the node's
 };
 
 /// What can be told of a file or folder, for comparison.
@@ -79,7 +54,7 @@ struct FileFacts {
     bool loaded = false;
     bool inUse = false;
     bool writesDenied = false;
-    std::wstring junctionTarget; ///< empty when it is no junction
+    std::wstring linkTarget; ///< empty when it is no link
     std::string content;
 
     bool operator==(const FileFacts&) const = default;
@@ -100,26 +75,25 @@ public:
 
     std::wstring currentFolder = L"C:\\Windows\\System32";
 
-    // The world's hand: no attribute and no denial stops it. No means that the path is malformed or that a
-    // file stands where a folder is needed, or the other way round.
+    // The world's hand: no attribute and no denial stops it. What can't be done isn't.
 
     /// Gives the file this content, and makes it with all folders (and the drive or share) that are missing.
-    bool write(std::wstring_view path, std::string_view bytes);
-    bool makeFolder(std::wstring_view path);
+    void write(std::wstring_view path, std::string_view bytes);
+    void makeFolder(std::wstring_view path);
     /// Removes the file, or the folder with all below it; a junction goes without what it leads to.
-    bool remove(std::wstring_view path);
-    bool setReadOnly(std::wstring_view path, bool readOnly = true);
+    void remove(std::wstring_view path);
+    void setReadOnly(std::wstring_view path, bool readOnly = true);
     /// A library that a process has loaded: it can be moved, but not deleted or written.
-    bool setLoaded(std::wstring_view path, bool loaded = true);
+    void setLoaded(std::wstring_view path, bool loaded = true);
     /// A file that another program holds for itself: it can't be opened, moved or deleted.
-    bool setInUse(std::wstring_view path, bool inUse = true);
+    void setInUse(std::wstring_view path, bool inUse = true);
     /// Nothing can be made, written, moved or deleted in the folder, and below it; it is made when it is
     /// missing.
-    bool denyWrites(std::wstring_view path, bool denied = true);
+    void denyWrites(std::wstring_view path, bool denied = true);
     /// Gives the file a second name (a hard link). The new name must be free.
-    bool addName(std::wstring_view file, std::wstring_view name);
+    void addName(std::wstring_view file, std::wstring_view name);
     /// Makes the file or folder lead elsewhere, be it there or not: a file as a symbolic link, a folder as a
-    /// junction. An empty target makes it an ordinary one.
+    /// junction. An empty target makes it an ordinary one. No when nothing is there.
     bool setLink(std::wstring_view path, std::wstring_view target);
 
     /// Whether the file-system object, when it deletes a folder, empties what the junctions in it lead to.
@@ -132,53 +106,46 @@ public:
     [[nodiscard]] bool folderExists(std::wstring_view path) const;
     /// The file's content; empty when there is no such file.
     [[nodiscard]] std::optional<std::string> read(std::wstring_view path) const;
-    [[nodiscard]] std::optional<std::uint64_t> size(std::wstring_view path) const;
     /// The names of what is in the folder, in order; empty when there is no such folder.
     [[nodiscard]] std::vector<std::wstring> list(std::wstring_view path) const;
-    /// The same of the files alone.
-    [[nodiscard]] std::vector<std::wstring> listFiles(std::wstring_view path) const;
     /// The path from its drive or share on, without `.`, `..` and a separator at the end.
     [[nodiscard]] std::optional<std::wstring> fullPath(std::wstring_view path) const;
-    /// Where the junction at the path leads; empty when there is none.
+    /// Where the link at the path leads; empty when there is none.
     [[nodiscard]] std::wstring linkTarget(std::wstring_view path) const;
     [[nodiscard]] FileSnapshot snapshot() const;
 
-    // What programs do, with all that Windows refuses. Each gives Windows' error code, ERROR_SUCCESS when
-    // done.
+    // What programs do, with all that Windows refuses: then it is no, or empty.
 
-    /// Empty when it can't be opened. `error` can be ERROR_ALREADY_EXISTS for a file that is opened: one that
-    /// CREATE_ALWAYS or OPEN_ALWAYS has found.
     [[nodiscard]] std::optional<OpenFile> open(std::wstring_view path, DWORD access, DWORD share,
-                                               DWORD disposition, DWORD& error);
-    /// Empty when there is no such folder. `followLinks` opens what a junction leads to, not itself.
-    [[nodiscard]] std::optional<OpenFolder> openFolder(std::wstring_view path, bool followLinks,
-                                                       DWORD share) const;
+                                               DWORD disposition);
+    /// `followLinks` opens what a junction leads to, not itself.
+    [[nodiscard]] std::optional<OpenFile> openFolder(std::wstring_view path, bool followLinks,
+                                                     DWORD share) const;
     /// `force` deletes a read-only file too.
-    DWORD deleteFile(std::wstring_view path, bool force = false);
+    bool deleteFile(std::wstring_view path, bool force = false);
     /// Deletes the folder with all below it, up to the first thing that can't be deleted.
-    DWORD deleteFolder(std::wstring_view path, bool force);
+    bool deleteFolder(std::wstring_view path, bool force);
     /// Deletes the empty folder, or the junction without what it leads to.
-    DWORD removeFolder(std::wstring_view path);
+    bool removeFolder(std::wstring_view path);
     /// Moves a file, or a folder with all below it; the destination must not exist.
-    DWORD move(std::wstring_view source, std::wstring_view destination);
+    bool move(std::wstring_view source, std::wstring_view destination);
     /// Takes all junctions below the folder away, without what they lead to; no when one stays.
     bool removeJunctionsBelow(std::wstring_view folder);
     /// Makes the folder `link`, which must be missing or show nothing, show the content of the folder
     /// `target`. Both are full paths on a drive.
-    DWORD makeJunction(std::wstring_view target, std::wstring_view link);
+    bool makeJunction(std::wstring_view target, std::wstring_view link);
 
 private:
     struct Place;
 
-    [[nodiscard]] FileNode* volume(std::wstring_view name) const;
-    [[nodiscard]] FileNode* throughJunctions(FileNode* node, int depth = 0) const;
+    [[nodiscard]] FileNode* throughLinks(FileNode* node, int depth = 0) const;
     [[nodiscard]] Place locate(std::wstring_view path, int depth = 0) const;
     [[nodiscard]] FileNode* find(std::wstring_view path) const;
     [[nodiscard]] FileNode* findFolder(std::wstring_view path) const;
     [[nodiscard]] FileNode* findFile(std::wstring_view path) const;
     FileNode* makeFolders(const ParsedPath& path, std::size_t count);
-    DWORD deleteTree(FileNode& node, bool force, int depth = 0);
-    static bool removeJunctionsIn(FileNode& folder);
+    bool deleteTree(FileNode& node, bool force, int depth = 0);
+    void mark(std::wstring_view path, bool FileNode::*mark, bool value) const;
 
     std::map<std::wstring, std::shared_ptr<FileNode>, Caseless> volumes_;
 };

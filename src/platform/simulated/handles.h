@@ -1,9 +1,10 @@
 #pragma once
 
+#include "platform/simulated/anonymousPipes.h"
 #include "platform/simulated/files.h"
 #include "platform/simulated/scheduler.h"
 
-#include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,44 +17,14 @@ namespace kovra::simulated {
 struct Pipe;
 struct Mailslot;
 
-struct Event {
-    bool manualReset = false;
-    bool signalled = false;
-};
+// The kinds of handles, by what stands behind them.
 
-/// A thread as CreateThread's caller holds it.
-struct ThreadObject {
-    std::shared_ptr<bool> ended = std::make_shared<bool>(false);
-};
-
-struct Snapshot {
-    std::vector<std::pair<DWORD, std::string>> entries; // id and name
-    std::size_t next = 0;
-};
-
-struct OpenedProcess {
-    DWORD processId;
-    DWORD access;
-};
-
-struct Token {
-    DWORD access;
-    std::optional<ClientIdentity> client{}; ///< empty: a process's own token
-};
-
-struct OpenPipe {
-    std::shared_ptr<Pipe> pipe;
-};
-
-struct OpenMailslot {
-    std::weak_ptr<Mailslot> slot;
-};
-
-/// What an anonymous pipe's two ends share.
-struct AnonymousPipe {
-    std::deque<char> bytes;
-    int writers = 1; ///< holders of the write end
-};
+enum class EventObject : std::uint8_t { reset, set };
+enum class OpenedProcess : DWORD {}; // the process's id
+enum class EventSource : std::uint8_t { kovra };
+using ThreadObject = std::shared_ptr<bool>; // whether the thread has ended
+using OpenPipe = std::shared_ptr<Pipe>;     // the server's end
+using OpenMailslot = std::weak_ptr<Mailslot>;
 
 struct PipeReadEnd {
     std::shared_ptr<AnonymousPipe> pipe;
@@ -64,58 +35,55 @@ struct PipeWriteEnd {
     bool inheritable;
 };
 
-struct EventSource {
-    std::string name;
+struct Snapshot {
+    std::vector<std::pair<DWORD, std::string>> entries; // id and name
+    std::size_t next = 0;
 };
 
-using KernelObject =
-    std::variant<std::monostate, Event, ThreadObject, Snapshot, OpenedProcess, Token, OpenPipe, OpenMailslot,
-                 OpenFile, OpenFolder, PipeReadEnd, PipeWriteEnd, EventSource>;
+struct Token {
+    DWORD access;
+    std::optional<ClientIdentity> client{}; // empty: a process's own token
+};
 
-/// The open handles of all launcher processes.
+using KernelObject = std::variant<EventObject, ThreadObject, Snapshot, OpenedProcess, Token, OpenPipe,
+                                  OpenMailslot, OpenFile, PipeReadEnd, PipeWriteEnd, EventSource>;
+
+/// The open handles of all launcher processes. No number is given twice.
 class Handles {
 public:
     /// Opens a handle for the calling process.
     HANDLE add(KernelObject object);
 
-    /// The object behind a handle of the calling process; null, with the last error set, when the handle is
-    /// none of that kind.
+    /// The object behind a handle of the calling process; null when there is none.
+    [[nodiscard]] KernelObject* findAny(HANDLE handle);
+
+    /// The same, null also when it is of another kind.
     template <typename Object>
     [[nodiscard]] Object* find(HANDLE handle) {
-        Entry* entry = entryOf(handle);
-        return entry == nullptr ? nullptr : asKind(std::get_if<Object>(&entry->object));
+        return std::get_if<Object>(findAny(handle));
     }
 
-    [[nodiscard]] KernelObject* findAny(HANDLE handle);
     bool close(HANDLE handle);
     void closeAll(const Process& process);
 
     /// How many handles are open.
-    [[nodiscard]] std::size_t count() const { return open_; }
+    [[nodiscard]] std::size_t count() const { return entries_.size(); }
 
     [[nodiscard]] std::size_t countOf(const Process& process) const;
+
+    /// Whether a wait on the handle, of whatever process, ends.
+    [[nodiscard]] bool isSignalled(HANDLE handle) const;
 
 private:
     struct Entry {
         KernelObject object;
-        const Process* owner = nullptr;
+        const Process* owner;
     };
 
-    Entry* entryOf(HANDLE handle);
-    void drop(Entry& entry);
+    static void letGo(const KernelObject& object);
 
-    template <typename Object>
-    static Object* asKind(Object* object) {
-        if (object == nullptr)
-            setLastErrorInvalid();
-        return object;
-    }
-
-    static void setLastErrorInvalid();
-
-    std::deque<Entry> entries_; // handle 4 * (index + 1)
-    std::vector<std::size_t> free_;
-    std::size_t open_ = 0;
+    std::map<HANDLE, Entry> entries_;
+    std::uintptr_t lastHandle_ = 0;
 };
 
 } // namespace kovra::simulated

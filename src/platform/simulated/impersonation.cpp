@@ -8,13 +8,9 @@ using namespace kovra::simulated;
 BOOL ImpersonateNamedPipeClient(HANDLE handle) {
     const Call<"ImpersonateNamedPipeClient"> call;
     const OpenPipe* open = call.fails() ? nullptr : machine().handles.find<OpenPipe>(handle);
-    if (open == nullptr)
+    if (open == nullptr || !(*open)->hasRead)
         return FALSE;
-    if (!open->pipe->hasRead) {
-        setLastError(ERROR_CANNOT_IMPERSONATE);
-        return FALSE;
-    }
-    currentThread()->impersonated = open->pipe->clientIdentity;
+    currentThread()->impersonated = (*open)->clientIdentity;
     return TRUE;
 }
 
@@ -34,18 +30,13 @@ BOOL OpenThreadToken(HANDLE thread, DWORD access, BOOL openAsSelf, HANDLE* token
     const Call<"OpenThreadToken"> call;
     if (call.fails())
         return FALSE;
-    if (thread != GetCurrentThread())
-        machine().misuses.emplace_back("a token asked of another thread");
+    call.expect(thread == GetCurrentThread(), "another thread");
     const auto& impersonated = currentThread()->impersonated;
-    if (!impersonated)
-        setLastError(ERROR_NO_TOKEN);
-    else if (impersonated->level == ImpersonationLevel::anonymous)
-        setLastError(ERROR_CANT_OPEN_ANONYMOUS);
-    else if (!openAsSelf && impersonated->level == ImpersonationLevel::identification)
-        setLastError(ERROR_BAD_IMPERSONATION_LEVEL);
-    else
-        *token = machine().handles.add(Token{access, *impersonated});
-    return *token != nullptr;
+    if (!impersonated || impersonated->level == ImpersonationLevel::anonymous ||
+        (!openAsSelf && impersonated->level == ImpersonationLevel::identification))
+        return FALSE;
+    *token = machine().handles.add(Token{access, *impersonated});
+    return TRUE;
 }
 
 BOOL CheckTokenMembership(HANDLE handle, PSID sid, BOOL* isMember) {
@@ -53,20 +44,15 @@ BOOL CheckTokenMembership(HANDLE handle, PSID sid, BOOL* isMember) {
     if (call.fails())
         return FALSE;
     constexpr SID network{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_NETWORK_RID}};
-    if (std::memcmp(sid, &network, sizeof network) != 0)
-        machine().misuses.emplace_back("membership asked of an unknown group");
+    call.expect(std::memcmp(sid, &network, sizeof network) == 0, "another group");
     if (handle == nullptr) { // the thread's own token
         const auto& impersonated = currentThread()->impersonated;
         *isMember = impersonated && impersonated->overNetwork;
         return TRUE;
     }
     const Token* token = machine().handles.find<Token>(handle);
-    if (token == nullptr)
+    if (token == nullptr || (token->access & TOKEN_QUERY) == 0 || !token->client)
         return FALSE;
-    if ((token->access & TOKEN_QUERY) == 0 || !token->client) {
-        setLastError(token->client ? ERROR_ACCESS_DENIED : ERROR_NO_IMPERSONATION_TOKEN);
-        return FALSE;
-    }
     *isMember = token->client->overNetwork;
     return TRUE;
 }
@@ -80,15 +66,13 @@ BOOL WINAPI getNamedPipeClientComputerName(HANDLE handle, LPSTR name, ULONG size
     const OpenPipe* open = call.fails() ? nullptr : machine().handles.find<OpenPipe>(handle);
     if (open == nullptr)
         return FALSE;
-    if (!open->pipe->clientIdentity.overNetwork) {
+    if (!(*open)->clientIdentity.overNetwork) {
         setLastError(ERROR_PIPE_LOCAL);
         return FALSE;
     }
     constexpr std::string_view itsName{"ELSEWHERE\0", 10};
-    if (size < itsName.size()) {
-        setLastError(ERROR_INSUFFICIENT_BUFFER);
+    if (size < itsName.size())
         return FALSE;
-    }
     std::memcpy(name, itsName.data(), itsName.size());
     return TRUE;
 }

@@ -3,19 +3,6 @@
 #include <algorithm>
 #include <cassert>
 
-#if defined(__SANITIZE_THREAD__)
-extern "C" {
-void AnnotateIgnoreReadsBegin(const char* file, int line);
-void AnnotateIgnoreReadsEnd(const char* file, int line);
-void AnnotateIgnoreWritesBegin(const char* file, int line);
-void AnnotateIgnoreWritesEnd(const char* file, int line);
-void AnnotateIgnoreSyncBegin(const char* file, int line);
-void AnnotateIgnoreSyncEnd(const char* file, int line);
-void __tsan_acquire(void* address);
-void __tsan_release(void* address);
-}
-#endif
-
 namespace kovra::simulated {
 
 namespace {
@@ -28,61 +15,6 @@ std::vector<std::string>& functionNames() {
 }
 
 } // namespace
-
-#if defined(__SANITIZE_THREAD__)
-namespace {
-
-thread_local int depth = 0; // of the calling thread's spells inside the machine
-
-void beginToIgnoreSync() {
-    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
-}
-
-void endToIgnoreSync() {
-    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
-}
-
-void tellSync(void (*tell)(void*), const void* object) {
-    if (depth > 0)
-        endToIgnoreSync();
-    tell(const_cast<void*>(object));
-    if (depth > 0)
-        beginToIgnoreSync();
-}
-
-} // namespace
-
-MachineCode::MachineCode() {
-    if (depth++ > 0)
-        return;
-    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
-    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
-    beginToIgnoreSync();
-}
-
-MachineCode::~MachineCode() {
-    if (--depth > 0)
-        return;
-    endToIgnoreSync();
-    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
-    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
-}
-
-void releaseTo(const void* object) {
-    tellSync(__tsan_release, object);
-}
-
-void acquireFrom(const void* object) {
-    tellSync(__tsan_acquire, object);
-}
-#else
-MachineCode::MachineCode() = default;
-MachineCode::~MachineCode() = default;
-
-void releaseTo(const void*) {}
-
-void acquireFrom(const void*) {}
-#endif
 
 Machine& machine() {
     return *theMachine;
@@ -104,7 +36,7 @@ void addMisuse(std::string_view function, std::string_view what) {
         misuses.push_back(std::move(misuse));
 }
 
-bool begin(std::size_t function) {
+bool countCall(std::size_t function) {
     Machine& here = *theMachine;
     ++here.calls_[function];
     here.noteImpersonation(function);
@@ -186,7 +118,7 @@ void Machine::heal(std::string_view function) {
 }
 
 DWORD Machine::start(const std::wstring& commandLine, DWORD session, Account account) {
-    const MachineCode machineCode;
+    const InsideMachine inside;
     return processes.launch(codePage.toAnsi(launcherPath), codePage.toAnsi(commandLine), session, account);
 }
 
@@ -197,7 +129,7 @@ bool Machine::run(const std::wstring& commandLine, Account account) {
 }
 
 void Machine::inside(const std::function<void()>& body, Account account) {
-    const MachineCode machineCode;
+    const InsideMachine inside;
     const Process& process = processes.startLauncher("", 1, account, nullptr, body);
     scheduler.blockUntil(scheduler.now() + 3'600'000, [&] { return process.ended; });
     processes.reap();
@@ -208,7 +140,7 @@ void Machine::play(std::uint64_t milliseconds) {
 }
 
 bool Machine::playUntil(const std::function<bool()>& condition, std::uint64_t limitMs) {
-    const MachineCode machineCode;
+    const InsideMachine inside;
     const bool held = scheduler.blockUntil(scheduler.now() + limitMs, [&] { return condition(); });
     processes.reap();
     return held;

@@ -111,9 +111,7 @@ public:
     std::vector<std::string> traceLines;
     void traced(std::string_view line);
 
-    /// Blocks of GlobalAlloc that are not freed.
-    int globalBlocks = 0;
-    /// Their memory, which a process that ends without freeing it leaves to the machine.
+    /// Blocks of GlobalAlloc that are not freed: a process that ends without that leaves them to the machine.
     std::map<const void*, std::unique_ptr<char[]>> globalMemory;
 
     /// Calls that a careful program does not make: an unknown handle closed, a record of the wrong size,
@@ -123,7 +121,7 @@ public:
     static inline void (*atEnd)(const Machine&) = nullptr;
 
 private:
-    friend bool begin(std::size_t function);
+    friend bool countCall(std::size_t function);
 
     struct Failure {
         DWORD error = 0;

@@ -18,10 +18,8 @@ std::shared_ptr<Mailslot> Mailslots::find(std::string_view name) const {
 }
 
 BOOL Mailslots::deliver(const std::shared_ptr<Mailslot>& slot, std::string_view bytes, DWORD& written) {
-    if (slot == nullptr) {
-        setLastError(ERROR_BROKEN_PIPE);
+    if (slot == nullptr)
         return FALSE;
-    }
     slot->messages.emplace_back(bytes);
     delivered.emplace_back(bytes);
     written = static_cast<DWORD>(bytes.size());

@@ -146,20 +146,9 @@ std::shared_ptr<Conversation> Pipes::say(const std::string& message, const Clien
 
 BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
     if (pipe.toServer.empty()) {
-        switch (pipe.state) {
-        case Pipe::State::disconnected:
-            setLastError(ERROR_PIPE_NOT_CONNECTED);
-            break;
-        case Pipe::State::listening:
-            setLastError(ERROR_PIPE_LISTENING);
-            break;
-        case Pipe::State::connected:
-            setLastError(ERROR_NO_DATA);
-            break;
-        case Pipe::State::clientGone:
-            setLastError(ERROR_BROKEN_PIPE);
-            break;
-        }
+        constexpr DWORD errors[] = {ERROR_PIPE_NOT_CONNECTED, ERROR_PIPE_LISTENING, ERROR_NO_DATA,
+                                    ERROR_BROKEN_PIPE};
+        setLastError(errors[static_cast<std::size_t>(pipe.state)]);
         return FALSE;
     }
     machine().scheduler.work(pipeMessageMs);
@@ -177,10 +166,8 @@ BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
 }
 
 BOOL writeReply(Pipe& pipe, std::string_view bytes, DWORD& written) {
-    if (pipe.state != Pipe::State::connected) {
-        setLastError(pipe.state == Pipe::State::clientGone ? ERROR_NO_DATA : ERROR_PIPE_LISTENING);
+    if (pipe.state != Pipe::State::connected)
         return FALSE;
-    }
     written = static_cast<DWORD>(bytes.size());
     machine().tell(Side::launcher, "answers " + std::string{bytes});
     if (const auto reader = pipe.client->onReply)
@@ -199,18 +186,11 @@ void closeServerEnd(Pipe& pipe) {
 
 namespace {
 
-/// The pipe behind a server's handle; null, with the last error set, when it is none.
+/// The pipe behind a server's handle; null when it is none.
 Pipe* pipeOf(HANDLE handle) {
     const OpenPipe* open = machine().handles.find<OpenPipe>(handle);
-    return open == nullptr ? nullptr : open->pipe.get();
+    return open == nullptr ? nullptr : open->get();
 }
-
-/// A security descriptor as the calls below fill it.
-struct Descriptor {
-    BYTE revision;
-    BYTE daclPresent;
-    BYTE daclEmpty;
-};
 
 } // namespace
 
@@ -218,70 +198,22 @@ struct Descriptor {
 
 using namespace kovra::simulated;
 
-HGLOBAL GlobalAlloc(UINT flags, SIZE_T size) {
-    const Call<"GlobalAlloc"> call;
-    if (call.fails() || flags != GMEM_ZEROINIT)
-        return nullptr;
-    ++machine().globalBlocks;
-    auto memory = std::make_unique<char[]>(size);
-    char* const block = memory.get();
-    machine().globalMemory.emplace(block, std::move(memory));
-    return block;
-}
-
-HGLOBAL GlobalFree(HGLOBAL memory) {
-    const Call<"GlobalFree"> call;
-    if (memory == nullptr)
-        return nullptr;
-    if (machine().globalMemory.erase(memory) == 0) {
-        machine().misuses.emplace_back("GlobalFree of unknown memory");
-        return memory;
-    }
-    --machine().globalBlocks;
-    return nullptr;
-}
-
-BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision) {
-    const Call<"InitializeSecurityDescriptor"> call;
-    if (call.fails() || descriptor == nullptr || revision != SECURITY_DESCRIPTOR_REVISION)
-        return FALSE;
-    *static_cast<SECURITY_DESCRIPTOR*>(descriptor) = {};
-    static_cast<Descriptor*>(descriptor)->revision = static_cast<BYTE>(revision);
-    return TRUE;
-}
-
-BOOL SetSecurityDescriptorDacl(PVOID descriptor, BOOL present, ACL* list, BOOL) {
-    const Call<"SetSecurityDescriptorDacl"> call;
-    if (call.fails() || descriptor == nullptr)
-        return FALSE;
-    static_cast<Descriptor*>(descriptor)->daclPresent = present != 0;
-    static_cast<Descriptor*>(descriptor)->daclEmpty = list == nullptr;
-    return TRUE;
-}
-
 HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxInstances, DWORD outBufferSize,
                         DWORD, DWORD, SECURITY_ATTRIBUTES* attributes) {
     const Call<"CreateNamedPipeA"> call;
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     const std::string_view path{name};
-    if (!path.starts_with(Pipes::prefix) || openMode != PIPE_ACCESS_DUPLEX ||
-        pipeMode != (PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT) || maxInstances > 255) {
-        machine().misuses.emplace_back("a pipe of another kind");
-        setLastError(ERROR_INVALID_PARAMETER);
-        return INVALID_HANDLE_VALUE;
-    }
+    call.expect(path.starts_with(Pipes::prefix) && openMode == PIPE_ACCESS_DUPLEX &&
+                    pipeMode == (PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT) &&
+                    maxInstances <= 255,
+                "a pipe of another kind");
     const auto pipe = std::make_shared<Pipe>();
     pipe->name = path.substr(Pipes::prefix.size());
     pipe->outQuota = outBufferSize;
-    if (attributes != nullptr && attributes->nLength == sizeof(SECURITY_ATTRIBUTES) &&
-        attributes->lpSecurityDescriptor != nullptr) {
-        const Descriptor& descriptor = *static_cast<Descriptor*>(attributes->lpSecurityDescriptor);
-        pipe->openToEveryone = descriptor.revision == SECURITY_DESCRIPTOR_REVISION &&
-                               descriptor.daclPresent && descriptor.daclEmpty;
-    }
+    pipe->openToEveryone = attributes != nullptr && letsEverybodyIn(*attributes);
     machine().pipes.pipes.push_back(pipe);
-    return machine().handles.add(OpenPipe{pipe});
+    return machine().handles.add(pipe);
 }
 
 BOOL ConnectNamedPipe(HANDLE handle, OVERLAPPED*) {
@@ -289,21 +221,10 @@ BOOL ConnectNamedPipe(HANDLE handle, OVERLAPPED*) {
     Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
     if (pipe == nullptr)
         return FALSE;
-    switch (pipe->state) {
-    case Pipe::State::disconnected:
-        pipe->state = Pipe::State::listening;
-        return TRUE;
-    case Pipe::State::listening:
-        setLastError(ERROR_PIPE_LISTENING);
-        break;
-    case Pipe::State::connected:
-        setLastError(ERROR_PIPE_CONNECTED);
-        break;
-    case Pipe::State::clientGone:
-        setLastError(ERROR_NO_DATA);
-        break;
-    }
-    return FALSE;
+    if (pipe->state != Pipe::State::disconnected)
+        return FALSE;
+    pipe->state = Pipe::State::listening;
+    return TRUE;
 }
 
 BOOL DisconnectNamedPipe(HANDLE handle) {

@@ -112,6 +112,9 @@ private:
         talks_; // keeps the programs' ends open for as long as the machine lasts
 };
 
+/// Its security descriptor has an access list that admits everybody.
+[[nodiscard]] bool letsEverybodyIn(const SECURITY_ATTRIBUTES& attributes);
+
 /// The server's side, for ReadFile, WriteFile and CloseHandle.
 BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read);
 BOOL writeReply(Pipe& pipe, std::string_view bytes, DWORD& written);

@@ -21,10 +21,6 @@ std::vector<ProcessValue>& processValues() {
     return values;
 }
 
-char lower(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
 } // namespace
 
 std::size_t addProcessValue(void* (*make)(), void (*drop)(void*)) {
@@ -34,17 +30,6 @@ std::size_t addProcessValue(void* (*make)(), void (*drop)(void*)) {
 
 void* processValue(std::size_t slot) {
     return currentThread()->process()->values[slot];
-}
-
-bool sameName(std::string_view one, std::string_view other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](char left, char right) { return lower(left) == lower(right); });
-}
-
-std::string lowerCase(std::string_view text) {
-    std::string result{text};
-    std::transform(result.begin(), result.end(), result.begin(), lower);
-    return result;
 }
 
 Account callersAccount() {
@@ -115,7 +100,7 @@ Process& Processes::startLauncher(const std::string& arguments, DWORD session, A
     machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) + " starts");
     machine_.scheduler.start(process, [this, id = process.id, body = std::move(body)] {
         body();
-        const MachineCode machineCode;
+        const InsideMachine inside;
         end(id);
     });
     return process;
@@ -227,19 +212,12 @@ namespace {
 
 BOOL giveEntry(HANDLE handle, PROCESSENTRY32* entry, bool first) {
     Snapshot* snapshot = machine().handles.find<Snapshot>(handle);
-    if (snapshot == nullptr)
+    if (snapshot == nullptr || entry->dwSize != sizeof(PROCESSENTRY32))
         return FALSE;
-    if (entry->dwSize != sizeof(PROCESSENTRY32)) {
-        machine().misuses.emplace_back("PROCESSENTRY32 of a wrong size");
-        setLastError(ERROR_INSUFFICIENT_BUFFER);
-        return FALSE;
-    }
     if (first)
         snapshot->next = 0;
-    if (snapshot->next == snapshot->entries.size()) {
-        setLastError(ERROR_NO_MORE_FILES);
+    if (snapshot->next == snapshot->entries.size())
         return FALSE;
-    }
     const auto& [id, name] = snapshot->entries[snapshot->next++];
     entry->th32ProcessID = id;
     const std::size_t length = std::min(name.size(), sizeof entry->szExeFile - 1);
@@ -293,13 +271,9 @@ DWORD GetModuleFileNameA(HANDLE module, LPSTR fileName, DWORD size) {
 
 BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
     const Call<"ProcessIdToSessionId"> call;
-    if (call.fails())
-        return FALSE;
     const Process* process = machine().processes.find(processId);
-    if (process == nullptr) {
-        setLastError(ERROR_INVALID_PARAMETER);
+    if (call.fails() || process == nullptr)
         return FALSE;
-    }
     *sessionId = process->session;
     return TRUE;
 }
@@ -307,14 +281,10 @@ BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
 HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
     const Call<"OpenProcess"> call;
     call.expect(access == PROCESS_TERMINATE && inheritHandle == FALSE, "access, inheritance");
-    if (call.fails())
-        return nullptr;
     const Process* process = machine().processes.find(processId);
-    if (process == nullptr || !currentThread()->process()->mayEnd(*process)) {
-        setLastError(process == nullptr ? ERROR_INVALID_PARAMETER : ERROR_ACCESS_DENIED);
+    if (call.fails() || process == nullptr || !currentThread()->process()->mayEnd(*process))
         return nullptr;
-    }
-    return machine().handles.add(OpenedProcess{processId, access});
+    return machine().handles.add(static_cast<OpenedProcess>(processId));
 }
 
 BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
@@ -327,17 +297,10 @@ BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
         throw ProcessEnded{};
     }
     const OpenedProcess* opened = machine().handles.find<OpenedProcess>(handle);
-    if (opened == nullptr)
+    const Process* process =
+        opened == nullptr ? nullptr : machine().processes.find(static_cast<DWORD>(*opened));
+    if (process == nullptr)
         return FALSE;
-    if ((opened->access & PROCESS_TERMINATE) == 0) {
-        setLastError(ERROR_ACCESS_DENIED);
-        return FALSE;
-    }
-    const Process* process = machine().processes.find(opened->processId);
-    if (process == nullptr) {
-        setLastError(ERROR_ACCESS_DENIED);
-        return FALSE;
-    }
     machine().processes.terminate(*process);
     return TRUE;
 }
@@ -358,38 +321,25 @@ constexpr DWORD debugPrivilege = 20;
 } // namespace
 
 BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid) {
-    constexpr DWORD serverUnavailable = 1722;
-    constexpr DWORD noSuchPrivilege = 1313;
     const Call<"LookupPrivilegeValueA"> call;
-    if (call.fails())
+    call.expect(systemName == nullptr || *systemName == '\0', "another machine");
+    if (call.fails() || !sameName(name, "SeDebugPrivilege"))
         return FALSE;
-    const bool isHere = systemName == nullptr || *systemName == '\0';
-    if (!isHere || !sameName(name, "SeDebugPrivilege")) {
-        setLastError(isHere ? noSuchPrivilege : serverUnavailable);
-        return FALSE;
-    }
     *luid = {debugPrivilege, 0};
     return TRUE;
 }
 
 BOOL AdjustTokenPrivileges(HANDLE handle, BOOL disableAll, TOKEN_PRIVILEGES* state, DWORD length,
                            TOKEN_PRIVILEGES* previous, DWORD*) {
-    constexpr DWORD notAllAssigned = 1300;
     const Call<"AdjustTokenPrivileges"> call;
     call.expect(disableAll == FALSE && state->PrivilegeCount == 1, "privileges");
     call.expect(length == sizeof(TOKEN_PRIVILEGES) && previous == nullptr, "former privileges");
     const Token* token = call.fails() ? nullptr : machine().handles.find<Token>(handle);
-    if (token == nullptr)
+    if (token == nullptr || (token->access & TOKEN_ADJUST_PRIVILEGES) == 0)
         return FALSE;
-    if ((token->access & TOKEN_ADJUST_PRIVILEGES) == 0) {
-        setLastError(ERROR_ACCESS_DENIED);
-        return FALSE;
-    }
     const LUID_AND_ATTRIBUTES& privilege = state->Privileges[0];
     Process& process = *currentThread()->process();
-    const bool isHeld = process.hasAdminRights() && privilege.Luid.LowPart == debugPrivilege;
-    if (isHeld)
+    if (process.hasAdminRights() && privilege.Luid.LowPart == debugPrivilege)
         process.debugs = (privilege.Attributes & SE_PRIVILEGE_ENABLED) != 0;
-    setLastError(isHeld ? ERROR_SUCCESS : notAllAssigned);
-    return TRUE;
+    return TRUE; // even when the privilege isn't held
 }

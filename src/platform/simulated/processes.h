@@ -33,8 +33,8 @@ public:
     Service* service = nullptr; ///< the service that it was started for, if any
     std::size_t messages = 0;   ///< that wait for its main thread to serve them
     bool ended = false;
-    std::optional<OpenFolder> workingFolder; ///< held by the process; empty: one that nobody deletes
-    std::vector<void*> values;               ///< a launcher's module-level values, by slot
+    std::optional<OpenFile> workingFolder; ///< held by the process; empty: one that nobody deletes
+    std::vector<void*> values;             ///< a launcher's module-level values, by slot
 
     [[nodiscard]] bool hasAdminRights() const { return account != Account::user; }
 
@@ -98,9 +98,5 @@ private:
 
 /// Whose rights the calling process has.
 [[nodiscard]] Account callersAccount();
-
-/// Whether two names are the same to Windows.
-[[nodiscard]] bool sameName(std::string_view one, std::string_view other);
-[[nodiscard]] std::string lowerCase(std::string_view text);
 
 } // namespace kovra::simulated

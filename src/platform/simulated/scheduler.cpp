@@ -43,7 +43,7 @@ Thread& Scheduler::start(Process& process, std::function<void()> body) {
     thread.osThread_ = std::thread([this, &thread, body = std::move(body)] {
         bool runs = false;
         {
-            const MachineCode machineCode;
+            const InsideMachine inside;
             acquireFrom(&thread);
             current = &thread;
             thread.turn_.acquire();
@@ -55,7 +55,7 @@ Thread& Scheduler::start(Process& process, std::function<void()> body) {
         } catch (const ProcessEnded&) {
             // The thread ends with its process.
         }
-        const MachineCode machineCode;
+        const InsideMachine inside;
         releaseTo(&thread);
         thread.ended_ = true;
         nextThread().turn_.release();

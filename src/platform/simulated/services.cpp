@@ -15,8 +15,6 @@ namespace kovra::simulated {
 namespace {
 
 // What the launcher has no use for, in Windows' own names and values.
-constexpr DWORD ERROR_INVALID_DATA = 13;
-constexpr DWORD ERROR_DUPLICATE_SERVICE_NAME = 1078;
 constexpr DWORD DELETE = 0x10000;
 
 // The rights that there are, and those that Windows gives to everybody who is logged on.
@@ -105,10 +103,8 @@ bool ServiceManager::control(std::string_view name, DWORD code) const {
 }
 
 void ServiceManager::boot() {
-    for (const Service& service : services_) {
-        if (service.startType == SERVICE_AUTO_START)
-            start(service.name);
-    }
+    for (const Service& service : services_)
+        start(service.name);
 }
 
 void ServiceManager::processEnded(const Process& process) {
@@ -130,12 +126,8 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
     ServiceConnection* connection = nullptr;
     {
         const Call<"StartServiceCtrlDispatcherA"> call;
-        if (call.fails())
+        if (call.fails() || service == nullptr)
             return FALSE;
-        if (service == nullptr) {
-            setLastError(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
-            return FALSE;
-        }
         call.expect(table[0].lpServiceName != nullptr && table[1].lpServiceName == nullptr &&
                         table[1].lpServiceProc == nullptr,
                     "a table of one service, and its end");
@@ -149,7 +141,7 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
         DWORD control = 0;
         LPHANDLER_FUNCTION handler = nullptr;
         {
-            const MachineCode machineCode;
+            const InsideMachine inside;
             std::vector<DWORD>& controls = connection->controls;
             machine_.scheduler.blockUntil(Scheduler::never,
                                           [&] { return !controls.empty() || connection->stopped; });
@@ -177,10 +169,8 @@ SERVICE_STATUS_HANDLE ServiceManager::registerHandler(LPHANDLER_FUNCTION handler
 BOOL ServiceManager::report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status) {
     Service* service = reinterpret_cast<Service*>(handle);
     const Process& process = *currentThread()->process();
-    if (service == nullptr || service != process.service) {
-        setLastError(ERROR_INVALID_HANDLE);
+    if (service == nullptr || service != process.service)
         return FALSE;
-    }
     ServiceConnection& connection = *service->connection_;
     const bool current = connection.processId == process.id;
     if (!current || connection.stopped)
@@ -196,21 +186,12 @@ BOOL ServiceManager::report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& 
     return TRUE;
 }
 
-DWORD ServiceManager::remove(Service& service) {
-    if (service.markedForDelete)
-        return ERROR_SERVICE_MARKED_FOR_DELETE;
-    service.markedForDelete = true;
-    return ERROR_SUCCESS;
-}
-
 SC_HANDLE ServiceManager::open(Service* service, DWORD access) {
     const bool isUser = callersAccount() == Account::user;
     const DWORD managerRights = isUser ? everybodysManagerRights : SC_MANAGER_ALL_ACCESS;
     const DWORD serviceRights = isUser ? everybodysServiceRights : SERVICE_ALL_ACCESS;
-    if (denied || (access & ~(service == nullptr ? managerRights : serviceRights)) != 0) {
-        setLastError(ERROR_ACCESS_DENIED);
+    if (denied || (access & ~(service == nullptr ? managerRights : serviceRights)) != 0)
         return nullptr;
-    }
     ++openHandles;
     if (service != nullptr)
         ++service->openHandles_;
@@ -253,15 +234,10 @@ SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerA(LPCSTR, LPHANDLER_FUNCTION han
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status) {
     const SERVICE_STATUS copy = *status;
     const Call<"SetServiceStatus"> call;
-    call.expect(copy.dwWin32ExitCode == 0 && copy.dwServiceSpecificExitCode == 0, "exit codes");
-    if (call.fails())
-        return FALSE;
-    if (copy.dwServiceType != SERVICE_WIN32_OWN_PROCESS || copy.dwCurrentState - 1 > 6 ||
-        (copy.dwControlsAccepted & ~0x7FFU) != 0) {
-        setLastError(ERROR_INVALID_DATA);
-        return FALSE;
-    }
-    return machine().services.report(handle, copy);
+    call.expect(copy.dwServiceType == SERVICE_WIN32_OWN_PROCESS && copy.dwWin32ExitCode == 0 &&
+                    copy.dwServiceSpecificExitCode == 0,
+                "type, exit codes");
+    return call.fails() ? FALSE : machine().services.report(handle, copy);
 }
 
 SC_HANDLE OpenSCManagerA(LPCSTR computer, LPCSTR database, DWORD access) {
@@ -276,83 +252,49 @@ bool isManager(SC_HANDLE handle) {
     return handle != nullptr && handle->service == nullptr;
 }
 
-/// Why the service can't be created.
-DWORD creationError(SC_HANDLE manager, std::string_view name, std::string_view displayName, DWORD serviceType,
-                    DWORD startType, DWORD errorControl, std::string_view binaryPath) {
-    constexpr DWORD mostStartType = 4;
-    constexpr DWORD mostErrorControl = 3;
-    if (!isManager(manager))
-        return ERROR_INVALID_HANDLE;
-    if ((manager->access & SC_MANAGER_CREATE_SERVICE) == 0)
-        return ERROR_ACCESS_DENIED;
-    if (name.empty() || name.find_first_of("/\\") != std::string_view::npos)
-        return ERROR_INVALID_NAME;
-    // What starts ahead of the services is a driver's.
-    if (serviceType != SERVICE_WIN32_OWN_PROCESS || startType < SERVICE_AUTO_START ||
-        startType > mostStartType || errorControl > mostErrorControl || binaryPath.empty())
-        return ERROR_INVALID_PARAMETER;
-    if (const Service* existing = machine().services.find(name))
-        return existing->markedForDelete ? ERROR_SERVICE_MARKED_FOR_DELETE : ERROR_SERVICE_EXISTS;
-    for (const Service& service : machine().services.list()) {
-        if (sameName(service.name, displayName) || sameName(service.displayName, displayName))
-            return ERROR_DUPLICATE_SERVICE_NAME;
-    }
-    return ERROR_SUCCESS;
+bool isTaken(std::string_view name, std::string_view displayName) {
+    const std::vector<Service> services = machine().services.list();
+    return std::any_of(services.begin(), services.end(), [&](const Service& service) {
+        return sameName(service.name, name) || sameName(service.displayName, displayName);
+    });
 }
 
 } // namespace
 
 SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD access) {
     const Call<"OpenServiceA"> call;
-    if (call.fails())
-        return nullptr;
     Service* service = isManager(manager) ? machine().services.find(name) : nullptr;
-    if (service == nullptr) {
-        setLastError(isManager(manager) ? ERROR_SERVICE_DOES_NOT_EXIST : ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return machine().services.open(service, access);
+    return call.fails() || service == nullptr ? nullptr : machine().services.open(service, access);
 }
 
 SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD access, DWORD serviceType,
                          DWORD startType, DWORD errorControl, LPCSTR binaryPath, LPCSTR loadOrderGroup,
                          DWORD* tagId, LPCSTR dependencies, LPCSTR startName, LPCSTR password) {
     const Call<"CreateServiceA"> call;
+    call.expect(serviceType == SERVICE_WIN32_OWN_PROCESS && startType == SERVICE_AUTO_START &&
+                    errorControl == SERVICE_ERROR_NORMAL && startName == nullptr,
+                "type, start, error control, account");
     call.expect(loadOrderGroup == nullptr && tagId == nullptr && dependencies == nullptr &&
                     password == nullptr,
                 "load order group, tag, dependencies, password");
-    if (call.fails())
+    if (call.fails() || !isManager(manager) || (manager->access & SC_MANAGER_CREATE_SERVICE) == 0 ||
+        isTaken(name, displayName))
         return nullptr;
-    const DWORD error =
-        creationError(manager, name, displayName, serviceType, startType, errorControl, binaryPath);
-    if (error != ERROR_SUCCESS) {
-        setLastError(error);
-        return nullptr;
-    }
     ServiceManager& services = machine().services;
     Service& service = services.add(name, binaryPath);
     service.displayName = displayName;
-    service.type = serviceType;
-    service.startType = startType;
-    service.errorControl = errorControl;
-    if (startName != nullptr)
-        service.account = startName;
     machine().tell(Side::launcher, "creates the service " + service.name);
     return services.open(&service, access);
 }
 
 BOOL DeleteService(SC_HANDLE handle) {
     const Call<"DeleteService"> call;
-    if (call.fails())
+    if (call.fails() || handle == nullptr || handle->service == nullptr || (handle->access & DELETE) == 0 ||
+        handle->service->markedForDelete)
         return FALSE;
-    DWORD error = ERROR_INVALID_HANDLE;
-    if (handle != nullptr && handle->service != nullptr)
-        error = (handle->access & DELETE) == 0 ? ERROR_ACCESS_DENIED
-                                               : machine().services.remove(*handle->service);
-    setLastError(error);
-    if (error == ERROR_SUCCESS)
-        machine().tell(Side::launcher, "deletes the service " + handle->service->name);
-    return error == ERROR_SUCCESS;
+    handle->service->markedForDelete = true;
+    machine().tell(Side::launcher, "deletes the service " + handle->service->name);
+    return TRUE;
 }
 
 BOOL CloseServiceHandle(SC_HANDLE handle) {

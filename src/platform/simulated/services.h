@@ -23,10 +23,6 @@ struct Service {
     std::string name;
     std::string displayName;
     std::string binaryPath;
-    DWORD type = SERVICE_WIN32_OWN_PROCESS;
-    DWORD startType = SERVICE_AUTO_START;
-    DWORD errorControl = SERVICE_ERROR_NORMAL;
-    std::string account = "LocalSystem";
     bool markedForDelete = false;
     DWORD state = SERVICE_STOPPED;
     DWORD processId = 0;                 ///< of its last start; 0 when that process is gone
@@ -34,7 +30,7 @@ struct Service {
 
     bool operator==(const Service& other) const {
         return name == other.name && displayName == other.displayName && binaryPath == other.binaryPath &&
-               startType == other.startType && markedForDelete == other.markedForDelete;
+               markedForDelete == other.markedForDelete;
     }
 
     [[nodiscard]] std::vector<DWORD> reportedStates() const;
@@ -60,7 +56,7 @@ public:
     bool start(std::string_view name);
     /// Sends a control; no when the service doesn't run, doesn't take it or is in no state for it.
     bool control(std::string_view name, DWORD code) const;
-    /// Starts what starts by itself.
+    /// Starts all services: each starts by itself.
     void boot();
 
     bool denied = false; ///< nobody may open the manager
@@ -74,8 +70,7 @@ public:
     BOOL dispatch(const SERVICE_TABLE_ENTRYA* table);
     SERVICE_STATUS_HANDLE registerHandler(LPHANDLER_FUNCTION handler);
     BOOL report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status);
-    DWORD remove(Service& service);
-    /// Opens the service, or the manager itself. Null, with the last error set, where the calling process's
+    /// Opens the service, or the manager itself. Null where the calling process's
     /// account may not do what it asks for.
     SC_HANDLE open(Service* service, DWORD access);
     BOOL close(SC_HANDLE handle);

@@ -3,7 +3,6 @@
 #include "platform/simulated/machine.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace kovra::simulated {
 
@@ -28,6 +27,21 @@ Shell::Shell(Machine& machine) : machine_(machine) {
     consolePrograms["schtasks"] = [this](const std::string& commandLine) {
         return runTaskScheduler(commandLine);
     };
+}
+
+std::optional<Shortcut> Shell::shortcutAt(std::wstring_view path) const {
+    const auto found = shortcuts_.find(machine_.files.read(path).value_or(""));
+    return found == shortcuts_.end() ? std::nullopt : std::optional{found->second};
+}
+
+std::string Shell::contentOf(const Shortcut& shortcut) {
+    std::wstring text = std::to_wstring(shortcut.windowStyle);
+    for (const std::wstring* property :
+         {&shortcut.targetPath, &shortcut.arguments, &shortcut.workingDirectory, &shortcut.iconLocation})
+        text.append(1, L'\n').append(*property);
+    std::string content{reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
+    shortcuts_[content] = shortcut;
+    return content;
 }
 
 Process* Shell::startTool(const std::string& file, DWORD session, Account account) {
@@ -107,8 +121,8 @@ HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parame
                               directory == nullptr ? "" : directory, show};
     here.shell.executed.push_back(shellCall);
     here.scheduler.work(programStartMs);
-    std::optional<OpenFolder> folder = here.files.openFolder(here.codePage.toWide(shellCall.directory), true,
-                                                             FILE_SHARE_READ | FILE_SHARE_WRITE);
+    std::optional<OpenFile> folder = here.files.openFolder(here.codePage.toWide(shellCall.directory), true,
+                                                           FILE_SHARE_READ | FILE_SHARE_WRITE);
     if (!folder && !shellCall.directory.empty())
         return result(ERROR_PATH_NOT_FOUND);
     const Process& caller = *currentThread()->process();
@@ -123,103 +137,4 @@ HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parame
                              here.processes.end(id);
                          });
     return result(33);
-}
-
-BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*,
-                    BOOL inheritHandles, DWORD flags, LPVOID environment, LPCSTR currentDirectory,
-                    STARTUPINFOA* startup, PROCESS_INFORMATION* information) {
-    const Call<"CreateProcessA"> call;
-    call.expect(applicationName == nullptr && flags == NORMAL_PRIORITY_CLASS && environment == nullptr &&
-                    currentDirectory == nullptr,
-                "application, flags, environment, folder");
-    // A console's window comes up unless it is hidden.
-    call.expect(startup->cb == sizeof *startup && startup->lpReserved == nullptr &&
-                    startup->lpDesktop == nullptr && startup->cbReserved2 == 0 &&
-                    startup->dwFlags == (STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW) &&
-                    startup->wShowWindow == SW_HIDE && startup->hStdInput == nullptr &&
-                    startup->hStdError == startup->hStdOutput,
-                "start-up record");
-    if (call.fails())
-        return FALSE;
-    Machine& here = machine();
-    const std::string line{commandLine};
-    const auto program = here.shell.consolePrograms.find(lowerCase(line.substr(0, line.find(' '))));
-    if (program == here.shell.consolePrograms.end()) {
-        setLastError(ERROR_FILE_NOT_FOUND);
-        return FALSE;
-    }
-    here.shell.consoleCommands.push_back(line);
-    here.scheduler.work(programStartMs);
-    here.tell(Side::launcher, "runs " + line);
-    const ConsoleRun run = program->second(line);
-    const PipeWriteEnd* end = here.handles.find<PipeWriteEnd>(startup->hStdOutput);
-    if (end != nullptr && end->inheritable && inheritHandles != 0) {
-        const std::shared_ptr<AnonymousPipe> pipe = end->pipe;
-        ++pipe->writers;
-        std::uint64_t time = here.scheduler.now();
-        for (const auto& [delay, piece] : run.output) {
-            time += delay;
-            here.scheduler.at(time, [pipe, piece = piece] {
-                pipe->bytes.insert(pipe->bytes.end(), piece.begin(), piece.end());
-            });
-        }
-        if (run.endsAfter != Scheduler::never)
-            here.scheduler.at(time + run.endsAfter, [pipe] { --pipe->writers; });
-    }
-    information->hProcess = here.handles.add(OpenedProcess{0, 0});
-    information->hThread = here.handles.add(ThreadObject{});
-    return TRUE;
-}
-
-int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {
-    const Call<"MessageBoxA"> call;
-    call.expect(owner == nullptr && std::strcmp(caption, "KovraLauncher") == 0 &&
-                    type == (MB_OK | MB_ICONEXCLAMATION),
-                "a box of another kind");
-    Machine& here = machine();
-    here.shell.messageBoxes.emplace_back(text);
-    here.tell(Side::launcher, "message box: " + std::string{text});
-    Scheduler& scheduler = here.scheduler;
-    const auto closes = here.shell.messageBoxClosesAfter;
-    scheduler.blockUntil(closes ? scheduler.now() + *closes : Scheduler::never, [] { return false; });
-    return 1;
-}
-
-BOOL PeekMessageA(MSG*, HWND window, UINT first, UINT last, UINT remove) {
-    const Call<"PeekMessageA"> call;
-    call.expect(window == nullptr && first == 0 && last == 0 && remove == PM_REMOVE, "not every message");
-    Thread& self = *currentThread();
-    if (std::size_t& messages = self.process()->messages; messages > 0) {
-        --messages;
-        return TRUE;
-    }
-    // Looking again at once takes time: without that a thread that polls would never see the clock move.
-    Scheduler& scheduler = machine().scheduler;
-    if (self.polledAt == scheduler.now())
-        scheduler.blockUntil(scheduler.now() + 1, [] { return false; });
-    self.polledAt = scheduler.now();
-    return FALSE;
-}
-
-BOOL TranslateMessage(const MSG*) {
-    return FALSE;
-}
-
-LRESULT DispatchMessageA(const MSG*) {
-    return 0;
-}
-
-BOOL GetVersionExA(OSVERSIONINFOA* information) {
-    const Call<"GetVersionExA"> call;
-    if (call.fails())
-        return FALSE;
-    if (information->dwOSVersionInfoSize != sizeof(OSVERSIONINFOA)) {
-        setLastError(ERROR_INSUFFICIENT_BUFFER);
-        return FALSE;
-    }
-    const WindowsVersion& version = machine().version;
-    information->dwMajorVersion = version.major;
-    information->dwMinorVersion = version.minor;
-    information->dwPlatformId = version.platformId;
-    return TRUE;
 }

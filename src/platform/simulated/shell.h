@@ -33,6 +33,17 @@ struct ConsoleRun {
         0; ///< milliseconds behind the last piece; `Scheduler::never`: keeps its output open
 };
 
+/// What a shell link's file (.lnk) holds, each property as it was set.
+struct Shortcut {
+    std::wstring targetPath;
+    std::wstring arguments;
+    std::wstring workingDirectory;
+    std::int32_t windowStyle = 1;
+    std::wstring iconLocation = L",0";
+
+    bool operator==(const Shortcut&) const = default;
+};
+
 /// Programs started by name, message boxes, and what the shell knows of its folders.
 class Shell {
 public:
@@ -52,6 +63,11 @@ public:
     /// When somebody closes a message box; empty: nobody is there.
     std::optional<std::uint64_t> messageBoxClosesAfter = 1000;
 
+    /// The shortcut that the file holds; empty when it holds none.
+    [[nodiscard]] std::optional<Shortcut> shortcutAt(std::wstring_view path) const;
+    /// Gives what a file has to hold to be the shortcut.
+    std::string contentOf(const Shortcut& shortcut);
+
     /// Puts a tool of the system that is started by its name into the process list; null for other programs.
     Process* startTool(const std::string& file, DWORD session, Account account);
     void execute(const ShellCall& call, DWORD session, Account account);
@@ -60,7 +76,8 @@ private:
     ConsoleRun runTaskScheduler(const std::string& commandLine);
 
     Machine& machine_;
-    std::map<std::string, std::string> tasks_; // what each scheduled task runs
+    std::map<std::string, Shortcut> shortcuts_; // by their files' content
+    std::map<std::string, std::string> tasks_;  // what each scheduled task runs
 };
 
 } // namespace kovra::simulated
