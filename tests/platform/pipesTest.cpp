@@ -3,161 +3,149 @@
 #include "platform/handles.h"
 #include "platform/systemFunction.h"
 
-#include <string>
-
 namespace kovra::contract {
 namespace {
 
 const std::string pipeName = "KovraContract";
 constexpr DWORD quota = 100;
 
-/// The server's end of a no-wait message pipe that is open to everybody.
-class Server {
-public:
-    Server() : descriptor_(GlobalAlloc(GMEM_ZEROINIT, sizeof(SECURITY_DESCRIPTOR))) {
-        EXPECT_TRUE(InitializeSecurityDescriptor(descriptor_, SECURITY_DESCRIPTOR_REVISION));
-        EXPECT_TRUE(SetSecurityDescriptorDacl(descriptor_, TRUE, nullptr, FALSE));
-        SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor_, TRUE};
-        pipe_ = FileHandle{CreateNamedPipeA(("\\\\.\\pipe\\" + pipeName).c_str(), PIPE_ACCESS_DUPLEX,
-                                            PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT, 10,
-                                            quota, quota, 100, &attributes)};
-        EXPECT_TRUE(pipe_);
-        listen();
-    }
-
-    ~Server() { EXPECT_EQ(GlobalFree(descriptor_), nullptr); }
-
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-
-    void listen() const { ConnectNamedPipe(pipe_.get(), nullptr); }
-
-    void drop() const { DisconnectNamedPipe(pipe_.get()); }
-
-    /// What has been read, and the error's number behind it in brackets where the call has failed.
-    [[nodiscard]] std::string read(DWORD size = quota) const {
-        char buffer[quota];
-        DWORD count = 0;
-        const BOOL done = ReadFile(pipe_.get(), buffer, size, &count, nullptr);
-        const std::string error = done ? "" : "(" + std::to_string(GetLastError()) + ")";
-        return std::string{buffer, count} + error;
-    }
-
-    [[nodiscard]] BOOL write(const std::string& message) const {
-        DWORD written = 0;
-        return WriteFile(pipe_.get(), message.data(), static_cast<DWORD>(message.size()), &written, nullptr);
-    }
-
-    [[nodiscard]] FILE_PIPE_LOCAL_INFORMATION query() const {
-        IO_STATUS_BLOCK status{};
-        FILE_PIPE_LOCAL_INFORMATION information{};
-        EXPECT_EQ(NtQueryInformationFile(pipe_.get(), &status, &information, sizeof information,
-                                         FilePipeLocalInformation),
-                  0);
-        return information;
-    }
-
-    [[nodiscard]] HANDLE get() const { return pipe_.get(); }
-
-private:
-    HGLOBAL descriptor_;
-    FileHandle pipe_;
-};
-
-const std::string listening = "(" + std::to_string(ERROR_PIPE_LISTENING) + ")";
-const std::string silent = "(" + std::to_string(ERROR_NO_DATA) + ")";
-const std::string broken = "(" + std::to_string(ERROR_BROKEN_PIPE) + ")";
-const std::string notConnected = "(" + std::to_string(ERROR_PIPE_NOT_CONNECTED) + ")";
-const std::string more = "(" + std::to_string(ERROR_MORE_DATA) + ")";
-
-CONTRACT_TEST(Pipe, AReadTellsTheStateWithoutWaiting) {
-    const Server server;
-    EXPECT_EQ(server.read(), listening);
-    PipeClient client{"kovracontract"};
-    EXPECT_EQ(server.read(), silent);
-    client.close();
-    EXPECT_EQ(server.read(), broken);
-    server.listen();
-    EXPECT_EQ(server.read(), broken) << "until it is dropped";
-    server.drop();
-    EXPECT_EQ(server.read(), notConnected);
-    server.listen();
-    EXPECT_EQ(server.read(), listening);
+void listen(const FileHandle& server) {
+    ConnectNamedPipe(server.get(), nullptr);
 }
 
-CONTRACT_TEST(Pipe, TheInstanceIsOneClients) {
-    const Server server;
-    PipeClient client{pipeName};
-    EXPECT_TRUE(client.connected());
-    EXPECT_FALSE(PipeClient{pipeName}.connected());
+void drop(const FileHandle& server) {
+    DisconnectNamedPipe(server.get());
+}
+
+/// The server's end of a no-wait message pipe, open to everybody, that listens.
+FileHandle makeServer() {
+    const HGLOBAL descriptor = GlobalAlloc(GMEM_ZEROINIT, sizeof(SECURITY_DESCRIPTOR));
+    EXPECT_TRUE(InitializeSecurityDescriptor(descriptor, SECURITY_DESCRIPTOR_REVISION));
+    EXPECT_TRUE(SetSecurityDescriptorDacl(descriptor, TRUE, nullptr, FALSE));
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, TRUE};
+    FileHandle server{CreateNamedPipeA(("\\\\.\\pipe\\" + pipeName).c_str(), PIPE_ACCESS_DUPLEX,
+                                       PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT, 10, quota,
+                                       quota, 100, &attributes)};
+    EXPECT_TRUE(server);
+    EXPECT_EQ(GlobalFree(descriptor), nullptr);
+    listen(server);
+    return server;
+}
+
+/// What has been read, and behind it why the call has failed, where it has.
+std::string read(const FileHandle& server, DWORD size = quota) {
+    char buffer[quota];
+    DWORD count = 0;
+    if (ReadFile(server.get(), buffer, size, &count, nullptr))
+        return {buffer, count};
+    const DWORD error = GetLastError();
+    return std::string{buffer, count} + (error == ERROR_PIPE_LISTENING       ? "(listening)"
+                                         : error == ERROR_NO_DATA            ? "(silent)"
+                                         : error == ERROR_BROKEN_PIPE        ? "(broken)"
+                                         : error == ERROR_PIPE_NOT_CONNECTED ? "(not connected)"
+                                         : error == ERROR_MORE_DATA          ? "(more)"
+                                                                             : std::to_string(error));
+}
+
+bool write(const FileHandle& server, const std::string& message) {
+    DWORD written = 0;
+    return WriteFile(server.get(), message.data(), static_cast<DWORD>(message.size()), &written, nullptr) !=
+           FALSE;
+}
+
+bool canConnect(const std::string& name = pipeName) {
+    return PipeClient{name}.connected();
+}
+
+CONTRACT_TEST(Pipe, AReadTellsTheStateWithoutWaitingAndTheInstanceIsOneClients) {
+    const FileHandle server = makeServer();
+    EXPECT_EQ(read(server), "(listening)");
+    PipeClient client{"kovracontract"};
+    EXPECT_EQ(read(server), "(silent)");
+    EXPECT_FALSE(canConnect());
     client.close();
-    EXPECT_FALSE(PipeClient{pipeName}.connected()) << "one that has gone still holds it";
-    server.drop();
-    EXPECT_FALSE(PipeClient{pipeName}.connected());
-    server.listen();
-    EXPECT_TRUE(PipeClient{pipeName}.connected());
-    EXPECT_FALSE(PipeClient{"KovraOther"}.connected());
+    EXPECT_EQ(read(server), "(broken)");
+    listen(server);
+    EXPECT_EQ(read(server), "(broken)") << "until it is dropped";
+    EXPECT_FALSE(canConnect());
+    drop(server);
+    EXPECT_EQ(read(server), "(not connected)");
+    EXPECT_FALSE(canConnect());
+    listen(server);
+    EXPECT_EQ(read(server), "(listening)");
+    EXPECT_FALSE(canConnect("KovraOther"));
+    EXPECT_TRUE(canConnect());
 }
 
 CONTRACT_TEST(Pipe, MessagesStayApartAndOutliveTheirSender) {
-    const Server server;
+    const FileHandle server = makeServer();
     PipeClient client{pipeName};
     for (const char* message : {"one", "hello", "", "last"})
         EXPECT_TRUE(client.write(message));
     client.close();
-    EXPECT_EQ(server.read(), "one");
-    EXPECT_EQ(server.read(3), "hel" + more);
-    EXPECT_EQ(server.read(), "lo");
-    EXPECT_EQ(server.read(), "");
-    EXPECT_EQ(server.read(4), "last") << "just room";
-    EXPECT_EQ(server.read(), broken);
+    EXPECT_EQ(read(server), "one");
+    EXPECT_EQ(read(server, 3), "hel(more)");
+    EXPECT_EQ(read(server), "lo");
+    EXPECT_EQ(read(server), "");
+    EXPECT_EQ(read(server, 4), "last") << "just room";
+    EXPECT_EQ(read(server), "(broken)");
 }
 
-CONTRACT_TEST(Pipe, RepliesReachTheClient) {
-    const Server server;
-    EXPECT_FALSE(server.write("nobody"));
+CONTRACT_TEST(Pipe, RepliesReachTheClientUntilItIsDropped) {
+    const FileHandle server = makeServer();
+    EXPECT_FALSE(write(server, "nobody"));
     PipeClient client{pipeName};
-    EXPECT_TRUE(server.write("one"));
-    EXPECT_TRUE(server.write("two"));
+    for (const char* message : {"one", "two", "lost"})
+        EXPECT_TRUE(write(server, message));
     EXPECT_EQ(client.read(), "one");
     EXPECT_EQ(client.read(), "two");
-    EXPECT_EQ(client.read(), std::nullopt);
-}
-
-CONTRACT_TEST(Pipe, DroppingAClientLosesWhatIsUnread) {
-    const Server server;
-    PipeClient client{pipeName};
     EXPECT_TRUE(client.write("lost"));
-    EXPECT_TRUE(server.write("lost"));
-    server.drop();
+    drop(server);
     EXPECT_FALSE(client.connected());
     EXPECT_FALSE(client.write("too late"));
     EXPECT_EQ(client.read(), std::nullopt);
-    server.listen();
+    listen(server);
     const PipeClient next{pipeName};
-    EXPECT_EQ(server.read(), silent);
+    EXPECT_EQ(read(server), "(silent)");
 }
 
 CONTRACT_TEST(Pipe, AQueryTellsTheStateAndWhatIsUnread) {
-    constexpr ULONG connected = 3;
-    const char* const reason = "it tells no quota";
-    const Server server;
-    EXPECT_NE(server.query().NamedPipeState, connected);
-    EXPECT_EQ(server.query().OutboundQuota, quota);
-    EXPECT_BUT_NOT_UNDER_WINE(server.query().WriteQuotaAvailable == quota, reason);
+    const FileHandle server = makeServer();
     PipeClient client{pipeName};
-    EXPECT_EQ(server.query().NamedPipeState, connected);
-    EXPECT_TRUE(server.write("hello"));
-    EXPECT_BUT_NOT_UNDER_WINE(server.query().WriteQuotaAvailable == quota - 5, reason);
-    EXPECT_EQ(client.read(), "hello");
-    EXPECT_BUT_NOT_UNDER_WINE(server.query().WriteQuotaAvailable == quota, reason);
-    client.close();
-    EXPECT_NE(server.query().NamedPipeState, connected);
+
+    const struct {
+        ULONG state;
+        ULONG used;
+        void (*andThen)(const FileHandle&, PipeClient&);
+    } steps[] = {
+        {3, 0, [](const FileHandle& pipe, PipeClient&) { EXPECT_TRUE(write(pipe, "hello")); }},
+        {3, 5, [](const FileHandle&, PipeClient& end) { EXPECT_EQ(end.read(), "hello"); }},
+        {3, 0, [](const FileHandle&, PipeClient& end) { end.close(); }},
+        {4, 0, [](const FileHandle& pipe, PipeClient&) { drop(pipe); }},
+    };
+
+    for (const auto& each : steps) {
+        IO_STATUS_BLOCK status{};
+        FILE_PIPE_LOCAL_INFORMATION information{};
+        EXPECT_EQ(NtQueryInformationFile(server.get(), &status, &information, sizeof information,
+                                         FilePipeLocalInformation),
+                  0);
+        EXPECT_EQ(information.NamedPipeState, each.state);
+        EXPECT_EQ(information.OutboundQuota, quota);
+        EXPECT_BUT_NOT_UNDER_WINE(information.WriteQuotaAvailable == quota - each.used,
+                                  "it tells nothing free");
+        each.andThen(server, client);
+    }
 }
 
-/// The token of the client that the pipe has; empty when it isn't to be had.
-KernelHandle tokenOfClient(const Server& server) {
+/// The token of the client whose message comes; empty when it isn't to be had.
+KernelHandle tokenOfClient(const FileHandle& server, PipeClient& client) {
     KernelHandle token;
+    EXPECT_TRUE(client.write("hello"));
+    EXPECT_BUT_NOT_UNDER_WINE(!ImpersonateNamedPipeClient(server.get()),
+                              "a client that has said nothing is enough");
+    EXPECT_TRUE(RevertToSelf());
+    EXPECT_EQ(read(server), "hello");
     EXPECT_TRUE(ImpersonateNamedPipeClient(server.get()));
     OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.out());
     EXPECT_TRUE(RevertToSelf());
@@ -165,21 +153,17 @@ KernelHandle tokenOfClient(const Server& server) {
 }
 
 CONTRACT_TEST(Pipe, AClientIsKnownBehindItsFirstMessage) {
-    const Server server;
-    const HANDLE thread = GetCurrentThread();
+    const FileHandle server = makeServer();
     PipeClient client{pipeName};
-    EXPECT_TRUE(client.write("hello"));
-    EXPECT_BUT_NOT_UNDER_WINE(!ImpersonateNamedPipeClient(server.get()), "the connection is enough");
-    EXPECT_TRUE(RevertToSelf());
-    EXPECT_EQ(server.read(), "hello");
-    const KernelHandle token = tokenOfClient(server);
+    const KernelHandle token = tokenOfClient(server, client);
     ASSERT_TRUE(token);
     SID network{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_NETWORK_RID}};
     BOOL isMember = TRUE;
     EXPECT_TRUE(CheckTokenMembership(token.get(), &network, &isMember));
     EXPECT_FALSE(isMember);
     KernelHandle none;
-    EXPECT_FALSE(OpenThreadToken(thread, TOKEN_QUERY, TRUE, none.out())) << "the thread is itself again";
+    EXPECT_FALSE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, none.out()))
+        << "the thread is itself again";
     const auto computer =
         findSystemFunction<BOOL(WINAPI*)(HANDLE, LPSTR, ULONG)>("GetNamedPipeClientComputerNameA");
     char name[MAX_PATH];
@@ -190,11 +174,9 @@ CONTRACT_TEST(Pipe, AClientIsKnownBehindItsFirstMessage) {
 }
 
 CONTRACT_TEST(Pipe, AnAnonymousClientHasNoTokenToOpen) {
-    const Server server;
+    const FileHandle server = makeServer();
     PipeClient client{pipeName, true};
-    EXPECT_TRUE(client.write("hello"));
-    EXPECT_EQ(server.read(), "hello");
-    EXPECT_BUT_NOT_UNDER_WINE(!tokenOfClient(server), "it knows no levels of impersonation");
+    EXPECT_BUT_NOT_UNDER_WINE(!tokenOfClient(server, client), "it knows no levels of impersonation");
 }
 
 } // namespace
