@@ -1,7 +1,6 @@
 #include "tests/platform/contract.h"
 
 #include <cstring>
-#include <string>
 
 namespace kovra::contract {
 namespace {
@@ -27,8 +26,8 @@ CONTRACT_TEST(System, DateAndTimeAreTextOfTheUsersSettings) {
     };
 
     for (const auto& each : cases) {
-        char date[64] = "";
-        char time[64] = "";
+        char date[64];
+        char time[64];
         GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE | LOCALE_USE_CP_ACP, &each.time, nullptr, date,
                        sizeof date);
         GetTimeFormatA(LOCALE_USER_DEFAULT, LOCALE_USE_CP_ACP, &each.time, nullptr, time, sizeof time);
