@@ -59,6 +59,7 @@ ExternalProject_Add(windowsTests
     SOURCE_DIR "${root}/cmake/contract"
     CMAKE_ARGS -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_C_COMPILER=${windowsTestsC}-posix
         -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}-posix -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${CMAKE_BINARY_DIR}/bin
+    DEPENDS sess ext # which the contract loads from the folder of its program
     BUILD_ALWAYS TRUE
     BUILD_COMMAND "${CMAKE_COMMAND}" --build . --target contractTests windowsChecks
     INSTALL_COMMAND "")

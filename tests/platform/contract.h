@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/handles.h"
 #include "platform/win32.h"
 
 #include <gtest/gtest.h>
@@ -34,10 +35,48 @@ template <typename Condition>
 
 /// Starts another program, whose file bears the name, and which runs until it is ended. Gives its process id.
 inline const std::string otherProgram = "KovraOther.exe";
-DWORD startOther();
+DWORD startOther(const std::string& name = otherProgram);
 
 /// The command line of a program that prints "hello" and ends its line.
 inline const std::string sayHello = "cmd /c echo hello";
+
+// What other programs do, which the launcher itself has no call for.
+
+void makeFolder(const std::string& path);
+void makeReadOnly(const std::string& path);
+/// Gives the file a second name.
+void addName(const std::string& file, const std::string& name);
+/// Lays a library at the path, which stays loaded until the test ends.
+void layLoadedLibrary(const std::string& path);
+/// Lays a file that is held for nobody else until the test ends.
+void layHeldFile(const std::string& path);
+
+/// Gives the file this content, and makes it where it is missing.
+inline void write(const std::string& path, const std::string& bytes) {
+    const FileHandle file{CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr)};
+    DWORD written = 0;
+    EXPECT_TRUE(file &&
+                WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+}
+
+/// The content of a short file; empty when it can't be read.
+inline std::string read(const std::string& path) {
+    const FileHandle file{CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    char bytes[256];
+    DWORD size = 0;
+    if (!file || !ReadFile(file.get(), bytes, sizeof bytes, &size, nullptr))
+        return {};
+    return {bytes, size};
+}
+
+/// Opens the folder itself, were it a junction.
+[[nodiscard]] inline FileHandle openFolder(const std::string& path) {
+    return FileHandle{CreateFileA(
+        path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)};
+}
 
 /// Another program's end of a message pipe. None of its calls waits.
 class PipeClient {

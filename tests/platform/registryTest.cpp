@@ -56,11 +56,7 @@ std::optional<std::string> get(const std::string& path, const char* name) {
 template <typename Condition>
 bool import(const std::string& text, Condition done) {
     const std::string file = scratchFolder + "\\import.reg";
-    const HANDLE handle = CreateFileA(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr);
-    DWORD written = 0;
-    WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-    CloseHandle(handle);
+    write(file, text);
     const auto result = reinterpret_cast<UINT_PTR>(ShellExecuteA(
         nullptr, "Open", "regedit", ("/s \"" + file + "\"").c_str(), scratchFolder.c_str(), SW_HIDE));
     return result > 32 && soon(done);

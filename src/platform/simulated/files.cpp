@@ -426,10 +426,10 @@ bool FileSystem::removeJunctionsBelow(std::wstring_view folder) {
     return node == nullptr || removeJunctionsIn(*node);
 }
 
-bool FileSystem::removeFolder(std::wstring_view path) {
+bool FileSystem::removeFolder(std::wstring_view path, bool force) {
     FileNode* const node = find(path);
     return node != nullptr && node->isFolder && (node->isLink() || node->children.empty()) &&
-           deleteNode(*node, false);
+           deleteNode(*node, force);
 }
 
 bool FileSystem::move(std::wstring_view source, std::wstring_view destination) {

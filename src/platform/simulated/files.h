@@ -125,8 +125,8 @@ public:
     bool deleteFile(std::wstring_view path, bool force = false);
     /// Deletes the folder with all below it, up to the first thing that can't be deleted.
     bool deleteFolder(std::wstring_view path, bool force);
-    /// Deletes the empty folder, or the junction without what it leads to.
-    bool removeFolder(std::wstring_view path);
+    /// Deletes the empty folder, or the junction without what it leads to; `force` a read-only one too.
+    bool removeFolder(std::wstring_view path, bool force = false);
     /// Moves a file, or a folder with all below it; the destination must not exist.
     bool move(std::wstring_view source, std::wstring_view destination);
     /// Takes all junctions below the folder away, without what they lead to; no when one stays.

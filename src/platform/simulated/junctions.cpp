@@ -19,7 +19,7 @@ bool setJunctionRecord(const std::wstring& path, const std::string& record) {
 bool removeJunction(const std::wstring& path) {
     const Call<"removeJunction"> call;
     FileSystem& files = machine().files;
-    return !call.fails() && !files.linkTarget(path).empty() && files.removeFolder(path);
+    return !call.fails() && !files.linkTarget(path).empty() && files.removeFolder(path, true);
 }
 
 bool removeJunctionsBelow(const std::wstring& folder) {

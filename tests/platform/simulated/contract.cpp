@@ -20,11 +20,42 @@ void play(void (*body)()) {
     machine.shell.consolePrograms["cmd"] = [](const std::string&) {
         return simulated::ConsoleRun{{{1, "hel"}, {1, "lo\r\n"}}};
     };
+    machine.sessions.logOn(1);
     machine.inside(body);
 }
 
-DWORD startOther() {
-    return machine().processes.start(otherProgram, 1);
+DWORD startOther(const std::string& name) {
+    return machine().processes.start(name, 1);
+}
+
+namespace {
+
+std::wstring wide(const std::string& path) {
+    return machine().codePage.toWide(path);
+}
+
+} // namespace
+
+void makeFolder(const std::string& path) {
+    machine().files.makeFolder(wide(path));
+}
+
+void makeReadOnly(const std::string& path) {
+    machine().files.setReadOnly(wide(path));
+}
+
+void addName(const std::string& file, const std::string& name) {
+    machine().files.addName(wide(file), wide(name));
+}
+
+void layLoadedLibrary(const std::string& path) {
+    write(path, "library");
+    machine().files.setLoaded(wide(path));
+}
+
+void layHeldFile(const std::string& path) {
+    write(path, "x");
+    machine().files.setInUse(wide(path));
 }
 
 bool underWine() {

@@ -1,6 +1,9 @@
 #include "tests/platform/contract.h"
 
+#include "platform/windows/ownLibrary.h"
+
 #include <utility>
+#include <vector>
 
 #include <shlwapi.h>
 
@@ -8,7 +11,26 @@ namespace kovra::contract {
 
 namespace {
 
+// What other programs hold until the test ends.
+std::vector<KernelHandle> programs;
+std::vector<HMODULE> libraries;
+std::vector<FileHandle> files;
+
+std::string ownPath() {
+    char path[MAX_PATH];
+    return {path, GetModuleFileNameA(nullptr, path, sizeof path)};
+}
+
 void clear() {
+    for (const KernelHandle& program : programs) {
+        TerminateProcess(program.get(), 0);
+        WaitForSingleObject(program.get(), INFINITE);
+    }
+    programs.clear();
+    for (const HMODULE library : libraries)
+        FreeLibrary(library);
+    libraries.clear();
+    files.clear();
     std::string folder = scratchFolder + '\0'; // the end of a list of one
     SHFILEOPSTRUCTA deletion{};
     deletion.wFunc = FO_DELETE;
@@ -35,19 +57,40 @@ void play(void (*body)()) {
     clear();
 }
 
-DWORD startOther() {
-    char own[MAX_PATH];
-    GetModuleFileNameA(nullptr, own, sizeof own);
-    std::string path = scratchFolder + "\\" + otherProgram;
-    CopyFileA(own, path.c_str(), FALSE);
+DWORD startOther(const std::string& name) {
+    std::string path = scratchFolder + "\\" + name;
+    CopyFileA(ownPath().c_str(), path.c_str(), FALSE);
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information{};
     CreateProcessA(nullptr, path.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                    &information);
-    CloseHandle(information.hProcess);
     CloseHandle(information.hThread);
+    programs.emplace_back(information.hProcess);
     return information.dwProcessId;
+}
+
+void makeFolder(const std::string& path) {
+    EXPECT_TRUE(CreateDirectoryA(path.c_str(), nullptr));
+}
+
+void makeReadOnly(const std::string& path) {
+    EXPECT_TRUE(SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY));
+}
+
+void addName(const std::string& file, const std::string& name) {
+    EXPECT_TRUE(CreateHardLinkA(name.c_str(), file.c_str(), nullptr));
+}
+
+void layLoadedLibrary(const std::string& path) {
+    const std::string own = ownPath();
+    CopyFileA((own.substr(0, own.rfind('\\')) + "\\ext.dll").c_str(), path.c_str(), FALSE);
+    libraries.push_back(LoadLibraryA(path.c_str()));
+    EXPECT_NE(libraries.back(), nullptr);
+}
+
+void layHeldFile(const std::string& path) {
+    files.emplace_back(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
 }
 
 bool underWine() {
@@ -107,11 +150,18 @@ std::optional<std::string> Mailslot::read() {
     return std::string{message, size};
 }
 
+TEST(LibrariesContract, ExportsBearTheirPlainNames) {
+    for (const char* name :
+         {"getActiveConsoleSessionId", "isExplorerInSession", "launchApplicationInSession"})
+        EXPECT_NE(findInOwnLibrary("sess.dll", name), nullptr) << name;
+    EXPECT_NE(findInOwnLibrary("ext.dll", "createJunction"), nullptr);
+}
+
 } // namespace kovra::contract
 
 int main(int argumentCount, char** arguments) {
     constexpr DWORD longEnoughMs = 60'000;
-    if (std::string{arguments[0]}.ends_with(kovra::contract::otherProgram)) {
+    if (std::string{arguments[0]}.starts_with(kovra::contract::scratchFolder)) { // another program
         Sleep(longEnoughMs);
         return 0;
     }
