@@ -240,23 +240,12 @@ constexpr std::uint64_t systemPatienceMs = 12'000;
 /// Nothing was misused, nothing is open that the launcher should have let go, and no application of SYSTEM's
 /// was left to a user.
 Verdict isClean(World& world, const Arguments&) {
-    const simulated::Machine& machine = world.machine;
     std::string seen;
-    for (const std::string& misuse : machine.misuses)
-        seen += "\n      " + misuse;
-    const auto tell = [&](const char* what, std::size_t count) {
-        if (count > 0)
-            seen += "\n      " + std::to_string(count) + " " + what + " open";
-    };
-    if (const std::uint64_t longest = world.systemOnDesktop.longest(machine); longest > systemPatienceMs)
+    if (const std::string left = world.machine.leftOpen(); !left.empty())
+        seen += "\n" + left;
+    if (const std::uint64_t longest = world.systemOnDesktop.longest(world.machine);
+        longest > systemPatienceMs)
         seen += "\n      SYSTEM's application on an open desktop for " + formatTime(longest);
-    tell("registry keys", machine.registry.openHandles());
-    tell("service manager handles", static_cast<std::size_t>(machine.services.openHandles));
-    tell("item lists", machine.shell.specialFolders.lists.size());
-    if (machine.processes.find("kovraLauncher.exe") == nullptr) {
-        tell("handles", machine.handles.count());
-        tell("memory blocks", machine.globalMemory.size());
-    }
     return {seen.empty(), seen};
 }
 

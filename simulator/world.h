@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frontend/commandLineMain.h"
 #include "platform/simulated/machine.h"
 #include "simulator/text.h"
 
@@ -61,7 +62,7 @@ struct World {
     std::optional<Beginning> beginning;
     SystemOnDesktop systemOnDesktop;
 
-    simulated::Machine machine; // the last member: it goes first
+    simulated::Machine machine{kovra::main}; // the last member: it goes first
 
     /// Puts the product's files on the machine, as its installation and a user's run leave them.
     void installProduct(const std::wstring& root, const std::wstring& data);

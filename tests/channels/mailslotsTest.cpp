@@ -21,7 +21,6 @@ TEST(Mailslots, AMessageGoesOutWithItsTerminatorAndTellsWhetherTheSlotWasThere) 
         sendToApp(L"removeTrayIcon");
         machine.fail("WriteFile", ERROR_BROKEN_PIPE, 1);
         EXPECT_TRUE(sendMailslotMessage(L"lost")) << "a failing write is not noticed";
-        EXPECT_EQ(machine.handles.count(), 0U);
     });
     EXPECT_THAT(machine.mailslots.find("kovraMailslot")->messages, ElementsAre(std::string{"caf\xE9\0", 5}));
     EXPECT_THAT(machine.mailslots.find("kovraMailslot3")->messages,

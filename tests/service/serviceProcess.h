@@ -23,7 +23,6 @@ inline void insideService(simulated::Machine& machine, const std::function<void(
             appRunState->forcedSessionId = -1;
             ASSERT_TRUE(initPaths());
             body();
-            EXPECT_EQ(machine.handles.count(), 0U);
         },
         simulated::Account::localSystem);
 }

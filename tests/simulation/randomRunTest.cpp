@@ -333,10 +333,8 @@ private:
             return fail("the service doesn't run");
         if (machine_.processes.count("kovra.exe") > 1)
             return fail("two applications");
-        if (!machine_.misuses.empty())
-            return fail(machine_.misuses.front());
-        if (machine_.registry.openHandles() + static_cast<std::size_t>(machine_.services.openHandles) > 0)
-            return fail("a registry key or a service is left open");
+        if (const std::string left = machine_.leftOpen(); !left.empty())
+            return fail(left);
         if (kills_ > mostKills)
             return fail("the application is killed again and again");
         const simulated::Process* application = machine_.processes.find("kovra.exe");
@@ -383,10 +381,8 @@ private:
             return fail("the service doesn't stop");
         if (applicationRan && machine_.processes.find("kovra.exe") == nullptr)
             fail("the application stopped with the service");
-        if (machine_.handles.count() > 0 || machine_.globalMemory.size() > 0 ||
-            machine_.registry.openHandles() > 0 || machine_.services.openHandles > 0 ||
-            !machine_.misuses.empty())
-            fail("something is left open or was misused in the end");
+        if (const std::string left = machine_.leftOpen(); !left.empty())
+            fail(left);
     }
 
     struct Asked {

@@ -1,5 +1,7 @@
 #include "support/product.h"
 
+#include "frontend/commandLineMain.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,18 +10,15 @@ namespace kovra {
 
 namespace {
 
-/// Whatever a test plays, nothing may be misused.
-const bool misusesFail = [] {
-    simulated::Machine::atEnd = [](const simulated::Machine& machine) {
-        for (const std::string& misuse : machine.misuses)
-            ADD_FAILURE() << "misuse: " << misuse;
-    };
+/// Whatever a test plays, nothing may be misused or left open.
+const bool disorderFails = [] {
+    simulated::Machine::atEnd = [](const std::string& leftOpen) { ADD_FAILURE() << leftOpen; };
     return true;
 }();
 
 } // namespace
 
-InstalledMachine::InstalledMachine() {
+InstalledMachine::InstalledMachine() : Machine(kovra::main) {
     files.makeFolder(L"C:\\P1");
     for (const wchar_t* file : {L"bin\\kovraLauncher.exe", L"bin\\Kovra.exe", L"www\\index.php"})
         files.write(std::wstring{L"C:\\Kovra\\"} + file, "");

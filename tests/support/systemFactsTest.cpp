@@ -81,7 +81,6 @@ TEST(SpecialFolder, IsEmptyWhereItCannotBeFound) {
         machine.fail("SHGetPathFromIDListA", ERROR_ACCESS_DENIED, 1);
         EXPECT_EQ(getSpecialFolder(CSIDL_APPDATA), L"");
     });
-    EXPECT_TRUE(machine.shell.specialFolders.lists.empty());
 }
 
 } // namespace

@@ -17,10 +17,7 @@ constexpr const wchar_t* traceFile = L"C:\\P1\\log.txt";
 TEST(Trace, AppendsOneLineWithDateAndTimeToTheFile) {
     InstalledMachine machine;
     machine.files.write(traceFile, "of an earlier run\r\n");
-    machine.inside([&] {
-        writeLog(L"Starting service...");
-        EXPECT_EQ(machine.handles.count(), 0U);
-    });
+    machine.inside([&] { writeLog(L"Starting service..."); });
     machine.play(3'600'000);
     machine.inside([] {
         writeLog(L"");
@@ -56,7 +53,6 @@ TEST(Trace, EachProcessLooksForTheFolderAtItsFirstLineAlone) {
             writeLog(L"lost");
         }
         writeLog(L"and again");
-        EXPECT_EQ(machine.handles.count(), 0U);
     });
     EXPECT_THAT(machine.traceLines, ElementsAre("written", "written again", "and again"));
 }
@@ -79,10 +75,7 @@ TEST(Trace, NeverGoesElsewhereByALink) {
         machine.files.write(victim, "of the system");
         plant(machine.files);
         const auto before = machine.files.snapshot();
-        machine.inside([&] {
-            writeLog(L"lost");
-            EXPECT_EQ(machine.handles.count(), 0U);
-        });
+        machine.inside([&] { writeLog(L"lost"); });
         EXPECT_EQ(machine.files.snapshot(), before);
     }
 }

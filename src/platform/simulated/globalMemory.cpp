@@ -8,7 +8,7 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T size) {
         return nullptr;
     auto memory = std::make_unique<char[]>(size);
     char* const block = memory.get();
-    machine().globalMemory.emplace(block, std::move(memory));
+    currentThread()->process()->memory.emplace(block, std::move(memory));
     return block;
 }
 
@@ -16,7 +16,7 @@ HGLOBAL GlobalFree(HGLOBAL memory) {
     const Call<"GlobalFree"> call;
     if (memory == nullptr)
         return nullptr;
-    const bool isKnown = machine().globalMemory.erase(memory) == 1;
+    const bool isKnown = currentThread()->process()->memory.erase(memory) == 1;
     call.expect(isKnown, "unknown memory");
     return isKnown ? nullptr : memory;
 }

@@ -44,12 +44,17 @@ bool countCall(std::size_t function) {
     return here.callMayFail(function);
 }
 
-Machine::Machine() : calls_(functionNames().size()), failures_(functionNames().size()) {
+Machine::Machine(Program program)
+    : launcher(program),
+      calls_(functionNames().size()),
+      failures_(functionNames().size()) {
     assert(theMachine == nullptr && "one machine at a time");
     theMachine = this;
 }
 
 Machine::~Machine() {
+    std::string left = leftOpen();
+    misuses.clear();
     observer = nullptr;
     processes.onEnd = nullptr;
     std::vector<DWORD> ids;
@@ -58,9 +63,31 @@ Machine::~Machine() {
     for (const DWORD id : ids)
         processes.end(id);
     play(0);
-    if (atEnd != nullptr)
-        atEnd(*this);
+    for (const std::string& misuse : misuses)
+        left += "misuse: " + misuse + '\n';
+    if (atEnd != nullptr && !left.empty())
+        atEnd(left);
     theMachine = nullptr;
+}
+
+std::string Machine::leftOpen() const {
+    std::string text;
+    for (const std::string& misuse : misuses)
+        text += "misuse: " + misuse + '\n';
+    const auto tell = [&](std::size_t count, const char* what) {
+        if (count > 0)
+            text += std::to_string(count) + " " + what + " left open\n";
+    };
+    tell(heldAtExit_, "handles or memory blocks");
+    tell(registry.openHandles(), "registry keys");
+    tell(static_cast<std::size_t>(services.openHandles), "service manager handles");
+    tell(shell.specialFolders.lists.size(), "item lists");
+    return text;
+}
+
+void Machine::endsByItself(const Process& process) {
+    heldAtExit_ += handles.countOf(process) + process.memory.size();
+    processes.end(process.id);
 }
 
 /// What a thread does in a client's name is done with the client's rights, which is never meant but for

@@ -50,7 +50,11 @@ struct Happening {
 /// `playUntil`.
 class Machine {
 public:
-    Machine();
+    /// What a launcher process runs, given the text behind its program name.
+    using Program = void (*)(const std::wstring& commandLine);
+
+    /// Without a program launcher processes run only by `inside`.
+    explicit Machine(Program launcher = nullptr);
     /// Ends every launcher process that still runs.
     ~Machine();
     Machine(const Machine&) = delete;
@@ -97,8 +101,10 @@ public:
     /// Lets the function work again.
     void heal(std::string_view function);
 
-    /// How many handles launcher processes have held when they ended themselves.
-    std::size_t heldAtExit = 0;
+    /// What launcher processes have misused or left open, a line each; empty when all is in order. What one
+    /// that still runs holds is not told.
+    [[nodiscard]] std::string leftOpen() const;
+    void endsByItself(const Process& process);
 
     /// Everything that is told by `tell`, in order, where `keepHappenings` is yes.
     std::vector<Happening> happenings;
@@ -111,14 +117,13 @@ public:
     std::vector<std::string> traceLines;
     void traced(std::string_view line);
 
-    /// Blocks of GlobalAlloc that are not freed: a process that ends without that leaves them to the machine.
-    std::map<const void*, std::unique_ptr<char[]>> globalMemory;
-
     /// Calls that a careful program does not make: an unknown handle closed, a record of the wrong size,
     /// an argument that Windows takes and nobody means ...
     std::vector<std::string> misuses;
-    /// Called with each machine at its end.
-    static inline void (*atEnd)(const Machine&) = nullptr;
+    /// Called at each machine's end with what `leftOpen` tells, if it tells anything.
+    static inline void (*atEnd)(const std::string& leftOpen) = nullptr;
+
+    const Program launcher;
 
 private:
     friend bool countCall(std::size_t function);
@@ -129,6 +134,7 @@ private:
         std::uint64_t times = 0;
     };
 
+    std::size_t heldAtExit_ = 0;       // handles and memory blocks of processes that have ended by themselves
     std::vector<std::uint64_t> calls_; // by function index
     std::vector<Failure> failures_;    // by function index
     bool callMayFail(std::size_t function);

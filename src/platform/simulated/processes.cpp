@@ -1,6 +1,5 @@
 #include "platform/simulated/processes.h"
 
-#include "frontend/commandLineMain.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/processState.h"
 
@@ -74,7 +73,9 @@ DWORD Processes::launch(const std::string& path, const std::string& arguments, D
         return 0;
     if (sameName(path, machine_.codePage.toAnsi(machine_.launcherPath))) {
         const std::wstring line = machine_.codePage.toWide(arguments);
-        return startLauncher(arguments, session, account, service, [line] { kovra::main(line); }).id;
+        return startLauncher(arguments, session, account, service,
+                             [program = machine_.launcher, line] { program(line); })
+            .id;
     }
     Process& process = add(path.substr(path.rfind('\\') + 1), session, account);
     const DWORD id = process.id;
@@ -98,10 +99,10 @@ Process& Processes::startLauncher(const std::string& arguments, DWORD session, A
     for (const ProcessValue& value : processValues())
         process.values.push_back(value.make());
     machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) + " starts");
-    machine_.scheduler.start(process, [this, id = process.id, body = std::move(body)] {
+    machine_.scheduler.start(process, [this, &process, body = std::move(body)] {
         body();
         const InsideMachine inside;
-        end(id);
+        machine_.endsByItself(process);
     });
     return process;
 }
@@ -144,37 +145,33 @@ std::vector<const Process*> Processes::list() const {
     return result;
 }
 
-Process* Processes::find(std::string_view name) const {
-    for (const auto& process : running_) {
-        if (sameName(process->name, name))
-            return process.get();
-    }
-    return nullptr;
+namespace {
+
+/// The first process of which it holds; null when there is none.
+template <typename Condition>
+Process* first(const std::list<std::unique_ptr<Process>>& processes, Condition condition) {
+    const auto found = std::find_if(processes.begin(), processes.end(),
+                                    [&](const auto& process) { return condition(*process); });
+    return found == processes.end() ? nullptr : found->get();
 }
 
-Process* Processes::find(std::string_view name, DWORD session) const {
-    for (const auto& process : running_) {
-        if (process->session == session && sameName(process->name, name))
-            return process.get();
-    }
-    return nullptr;
+} // namespace
+
+Process* Processes::find(std::string_view name, std::optional<DWORD> session) const {
+    return first(running_, [&](const Process& process) {
+        return process.session == session.value_or(process.session) && sameName(process.name, name);
+    });
 }
 
 Process* Processes::findOwn(std::string_view name, DWORD session) const {
-    for (const auto& process : running_) {
-        if (process->session == session && process->account == Account::localSystem &&
-            sameName(process->name, name))
-            return process.get();
-    }
-    return nullptr;
+    return first(running_, [&](const Process& process) {
+        return process.session == session && process.account == Account::localSystem &&
+               sameName(process.name, name);
+    });
 }
 
 Process* Processes::find(DWORD id) const {
-    for (const auto& process : running_) {
-        if (process->id == id)
-            return process.get();
-    }
-    return nullptr;
+    return first(running_, [&](const Process& process) { return process.id == id; });
 }
 
 std::size_t Processes::count(std::string_view name) const {
@@ -241,9 +238,7 @@ BOOL Process32Next(HANDLE snapshot, PROCESSENTRY32* entry) {
 void ExitProcess(UINT exitCode) {
     const Call<"ExitProcess"> call;
     call.expect(exitCode == 0, "exit code");
-    const Process& self = *currentThread()->process();
-    machine().heldAtExit += machine().handles.countOf(self);
-    machine().processes.end(self.id);
+    machine().endsByItself(*currentThread()->process());
     throw ProcessEnded{};
 }
 

@@ -34,7 +34,8 @@ public:
     std::size_t messages = 0;   ///< that wait for its main thread to serve them
     bool ended = false;
     std::optional<OpenFile> workingFolder; ///< held by the process; empty: one that nobody deletes
-    std::vector<void*> values;             ///< a launcher's module-level values, by slot
+    std::map<const void*, std::unique_ptr<char[]>> memory; ///< blocks of GlobalAlloc that are not freed
+    std::vector<void*> values;                             ///< a launcher's module-level values, by slot
 
     [[nodiscard]] bool hasAdminRights() const { return account != Account::user; }
 
@@ -70,8 +71,7 @@ public:
     /// The processes in list order.
     [[nodiscard]] std::vector<const Process*> list() const;
     /// The first of the name, whatever its case, optionally in one session; null when there is none.
-    [[nodiscard]] Process* find(std::string_view name) const;
-    [[nodiscard]] Process* find(std::string_view name, DWORD session) const;
+    [[nodiscard]] Process* find(std::string_view name, std::optional<DWORD> session = {}) const;
     [[nodiscard]] Process* find(DWORD id) const;
     /// The system's own of the name: anybody may give a program of his the name of one of the system's.
     [[nodiscard]] Process* findOwn(std::string_view name, DWORD session) const;
