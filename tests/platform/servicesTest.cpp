@@ -41,11 +41,15 @@ CONTRACT_TEST(Services, OneOfANameIsMadeAndGoesWithItsLastHandle) {
     EXPECT_TRUE(DeleteService(create(manager()).get()));
 }
 
+bool isServed = false;
+
+void WINAPI serve(DWORD, LPSTR*) {
+    isServed = true;
+}
+
 CONTRACT_TEST(Services, AProgramThatIsNoneGetsNoServiceThread) {
     char text[] = "Kovra";
-    static bool isServed;
-    isServed = false;
-    const SERVICE_TABLE_ENTRYA table[] = {{text, [](DWORD, LPSTR*) { isServed = true; }}, {nullptr, nullptr}};
+    const SERVICE_TABLE_ENTRYA table[] = {{text, serve}, {nullptr, nullptr}};
     EXPECT_FALSE(StartServiceCtrlDispatcherA(table));
     EXPECT_FALSE(isServed);
 }

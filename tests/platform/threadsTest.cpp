@@ -26,11 +26,13 @@ CONTRACT_TEST(Threads, AnEventStaysSetAndAWaitTellsTheFirst) {
     EXPECT_EQ(waitForAny(first, second), WAIT_OBJECT_0);
 }
 
+DWORD WINAPI waitForEvent(LPVOID event) {
+    return WaitForSingleObject(event, INFINITE);
+}
+
 CONTRACT_TEST(Threads, AThreadsEndIsWaitedFor) {
     const KernelHandle go = makeEvent();
-    const KernelHandle thread{CreateThread(
-        nullptr, 0, [](LPVOID event) { return DWORD{WaitForSingleObject(event, INFINITE)}; }, go.get(), 0,
-        nullptr)};
+    const KernelHandle thread{CreateThread(nullptr, 0, waitForEvent, go.get(), 0, nullptr)};
     EXPECT_EQ(waitForAny(go, thread), WAIT_TIMEOUT);
     SetEvent(go.get());
     EXPECT_EQ(waitForAny(makeEvent(), thread), WAIT_OBJECT_0 + 1);
