@@ -23,8 +23,7 @@ BOOL ReportEventA(HANDLE log, WORD type, WORD category, DWORD eventId, PSID user
 
 BOOL DeregisterEventSource(HANDLE log) {
     const Call<"DeregisterEventSource"> call;
-    Handles& handles = machine().handles;
-    const bool closed = handles.find<EventSource>(log) != nullptr && handles.close(log);
+    const bool closed = machine().handles.close<EventSource>(log);
     call.expect(closed, "an unknown handle");
     return closed;
 }

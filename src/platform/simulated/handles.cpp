@@ -55,6 +55,8 @@ void Handles::letGo(const KernelObject& object) {
         closeServerEnd(**pipe);
     if (const PipeWriteEnd* const end = std::get_if<PipeWriteEnd>(&object))
         --end->pipe->writers;
+    if (const OpenedService* const opened = std::get_if<OpenedService>(&object))
+        machine().services.closed(opened->service);
 }
 
 } // namespace kovra::simulated
@@ -64,7 +66,10 @@ using namespace kovra::simulated;
 BOOL CloseHandle(HANDLE handle) {
     const Call<"CloseHandle"> call;
     Handles& handles = machine().handles;
-    const bool closed = handles.find<EventSource>(handle) == nullptr && handles.close(handle);
+    const bool hasOwnCall = handles.find<EventSource>(handle) != nullptr ||
+                            handles.find<OpenedService>(handle) != nullptr ||
+                            handles.find<OpenedKey>(handle) != nullptr;
+    const bool closed = !hasOwnCall && handles.close(handle);
     // What an ended process held is closed already, and the world drops what its module values remember.
     const Process* process = currentThread()->process();
     call.expect(closed || process == nullptr || process->ended, "an unknown handle");

@@ -16,6 +16,7 @@ namespace kovra::simulated {
 
 struct Pipe;
 struct Mailslot;
+struct Service;
 
 // The kinds of handles, by what stands behind them.
 
@@ -45,8 +46,19 @@ struct Token {
     std::optional<ClientIdentity> client{}; // empty: a process's own token
 };
 
-using KernelObject = std::variant<EventObject, ThreadObject, Snapshot, OpenedProcess, Token, OpenPipe,
-                                  OpenMailslot, OpenFile, PipeReadEnd, PipeWriteEnd, EventSource>;
+struct OpenedService {
+    Service* service; // null: the service manager
+    DWORD access;
+};
+
+struct OpenedKey {
+    std::wstring path;
+    REGSAM access;
+};
+
+using KernelObject =
+    std::variant<EventObject, ThreadObject, Snapshot, OpenedProcess, Token, OpenPipe, OpenMailslot, OpenFile,
+                 PipeReadEnd, PipeWriteEnd, EventSource, OpenedService, OpenedKey>;
 
 /// The open handles of all launcher processes. No number is given twice.
 class Handles {
@@ -63,7 +75,15 @@ public:
         return std::get_if<Object>(findAny(handle));
     }
 
+    /// No when it is no handle of the calling process.
     bool close(HANDLE handle);
+
+    /// No when it is none of that kind.
+    template <typename Object>
+    bool close(HANDLE handle) {
+        return find<Object>(handle) != nullptr && close(handle);
+    }
+
     void closeAll(const Process& process);
 
     /// How many handles are open.

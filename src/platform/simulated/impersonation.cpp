@@ -1,7 +1,6 @@
 #include "platform/simulated/machine.h"
 
 #include <cstring>
-#include <string_view>
 
 using namespace kovra::simulated;
 
@@ -16,10 +15,9 @@ BOOL ImpersonateNamedPipeClient(HANDLE handle) {
 
 BOOL RevertToSelf() {
     const Call<"RevertToSelf"> call;
-    if (call.fails())
-        return FALSE;
-    currentThread()->impersonated.reset();
-    return TRUE;
+    if (!call.fails())
+        currentThread()->impersonated.reset();
+    return !call.fails();
 }
 
 HANDLE GetCurrentThread() {
@@ -28,11 +26,9 @@ HANDLE GetCurrentThread() {
 
 BOOL OpenThreadToken(HANDLE thread, DWORD access, BOOL openAsSelf, HANDLE* token) {
     const Call<"OpenThreadToken"> call;
-    if (call.fails())
-        return FALSE;
     call.expect(thread == GetCurrentThread(), "another thread");
     const auto& impersonated = currentThread()->impersonated;
-    if (!impersonated || impersonated->level == ImpersonationLevel::anonymous ||
+    if (call.fails() || !impersonated || impersonated->level == ImpersonationLevel::anonymous ||
         (!openAsSelf && impersonated->level == ImpersonationLevel::identification))
         return FALSE;
     *token = machine().handles.add(Token{access, *impersonated});
@@ -40,17 +36,10 @@ BOOL OpenThreadToken(HANDLE thread, DWORD access, BOOL openAsSelf, HANDLE* token
 }
 
 BOOL CheckTokenMembership(HANDLE handle, PSID sid, BOOL* isMember) {
-    const Call<"CheckTokenMembership"> call;
-    if (call.fails())
-        return FALSE;
     constexpr SID network{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_NETWORK_RID}};
-    call.expect(std::memcmp(sid, &network, sizeof network) == 0, "another group");
-    if (handle == nullptr) { // the thread's own token
-        const auto& impersonated = currentThread()->impersonated;
-        *isMember = impersonated && impersonated->overNetwork;
-        return TRUE;
-    }
-    const Token* token = machine().handles.find<Token>(handle);
+    const Call<"CheckTokenMembership"> call;
+    call.expect(handle != nullptr && std::memcmp(sid, &network, sizeof network) == 0, "token, group");
+    const Token* token = call.fails() ? nullptr : machine().handles.find<Token>(handle);
     if (token == nullptr || (token->access & TOKEN_QUERY) == 0 || !token->client)
         return FALSE;
     *isMember = token->client->overNetwork;
@@ -59,49 +48,33 @@ BOOL CheckTokenMembership(HANDLE handle, PSID sid, BOOL* isMember) {
 
 namespace {
 
-// Functions that not every Windows has.
-
+/// A function that Windows has since Vista.
 BOOL WINAPI getNamedPipeClientComputerName(HANDLE handle, LPSTR name, ULONG size) {
     const Call<"GetNamedPipeClientComputerNameA"> call;
+    constexpr std::string_view itsName{"ELSEWHERE\0", 10};
     const OpenPipe* open = call.fails() ? nullptr : machine().handles.find<OpenPipe>(handle);
     if (open == nullptr)
         return FALSE;
-    if (!(*open)->clientIdentity.overNetwork) {
+    if (!(*open)->clientIdentity.overNetwork)
         setLastError(ERROR_PIPE_LOCAL);
-        return FALSE;
-    }
-    constexpr std::string_view itsName{"ELSEWHERE\0", 10};
-    if (size < itsName.size())
+    if (!(*open)->clientIdentity.overNetwork || size < itsName.size())
         return FALSE;
     std::memcpy(name, itsName.data(), itsName.size());
     return TRUE;
 }
 
-struct YoungFunction {
-    std::string_view name;
-    DWORD since; ///< major version of Windows
-    void* address;
-};
-
-const YoungFunction youngFunctions[] = {
-    {"GetNamedPipeClientComputerNameA", 6, reinterpret_cast<void*>(getNamedPipeClientComputerName)}};
-
 } // namespace
 
 HMODULE GetModuleHandleA(LPCSTR name) {
     const Call<"GetModuleHandleA"> call;
-    if (call.fails() || !sameName(name, "kernel32.dll"))
-        return nullptr;
-    return &machine();
+    call.expect(sameName(name, "kernel32.dll"), "another library");
+    return call.fails() ? nullptr : &machine();
 }
 
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
     const Call<"GetProcAddress"> call;
-    if (call.fails() || module == nullptr)
-        return nullptr;
-    for (const YoungFunction& function : youngFunctions) {
-        if (function.name == name && function.since <= machine().version.major)
-            return reinterpret_cast<FARPROC>(function.address);
-    }
-    return nullptr;
+    const bool isThere = !call.fails() && module != nullptr && machine().version.major >= 6 &&
+                         std::string_view{name} == "GetNamedPipeClientComputerNameA";
+    return isThere ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(getNamedPipeClientComputerName))
+                   : nullptr;
 }

@@ -79,8 +79,6 @@ std::string Machine::leftOpen() const {
             text += std::to_string(count) + " " + what + " left open\n";
     };
     tell(heldAtExit_, "handles or memory blocks");
-    tell(registry.openHandles(), "registry keys");
-    tell(static_cast<std::size_t>(services.openHandles), "service manager handles");
     tell(shell.specialFolders.lists.size(), "item lists");
     return text;
 }

@@ -7,21 +7,6 @@
 
 namespace kovra::simulated {
 
-/// Takes the connection from the client's end.
-struct PipeServer {
-    static void drop(Pipe& pipe) {
-        PipeClient* client = std::exchange(pipe.client, nullptr);
-        pipe.toServer.clear();
-        pipe.toClient.clear();
-        pipe.hasRead = false;
-        if (client == nullptr)
-            return;
-        client->pipe_.reset();
-        if (const auto dropped = client->onDropped)
-            dropped();
-    }
-};
-
 bool PipeClient::connect(std::string_view name) {
     const auto pipe = machine_.pipes.find(name);
     if (pipe == nullptr || pipe->state != Pipe::State::listening || !pipe->openToEveryone)
@@ -57,91 +42,16 @@ void PipeClient::close() {
     pipe_.reset();
 }
 
-std::shared_ptr<Pipe> Pipes::find(std::string_view name) const {
-    const auto pipe = std::find_if(pipes.begin(), pipes.end(), [&](const auto& each) {
-        return each->serverOpen && sameName(each->name, name);
-    });
-    return pipe == pipes.end() ? nullptr : *pipe;
+void PipeClient::drop() {
+    pipe_.reset();
+    if (const auto dropped = onDropped)
+        dropped();
 }
 
-namespace {
-
-/// One program's conversation on the pipe, as a chain of planned events.
-struct Talk : std::enable_shared_from_this<Talk> {
-    Talk(Machine& theMachine, std::string theMessage, const ClientManner& theManner)
-        : machine(theMachine),
-          client(theMachine),
-          message(std::move(theMessage)),
-          manner(theManner) {
-        client.readSize = manner.readSize;
-        client.identity = manner.identity;
-    }
-
-    void after(std::uint64_t milliseconds, void (Talk::*step)()) {
-        if (milliseconds != Scheduler::never)
-            machine.scheduler.after(milliseconds, [self = shared_from_this(), step] { ((*self).*step)(); });
-    }
-
-    void connect() {
-        if (!client.connect()) {
-            if (machine.scheduler.now() < givesUpAt)
-                after(10, &Talk::connect);
-            return;
-        }
-        result->connectedAt = machine.scheduler.now();
-        client.onDropped = [self = weak_from_this()] { self.lock()->result->dropped = true; };
-        if (!manner.readsAfter)
-            client.onReply = [self = weak_from_this()](const std::string& reply) {
-                self.lock()->answered(reply);
-            };
-        if (manner.vanishesAfter)
-            after(*manner.vanishesAfter, &Talk::vanish);
-        after(manner.writesAfter, &Talk::write);
-    }
-
-    void write() {
-        if (!client.write(message))
-            return;
-        std::string said = "pipe client says ";
-        said.append(message, 0, 60).append(message.size() > 60 ? "..." : "");
-        machine.tell(Side::machine, said);
-        if (manner.readsAfter)
-            after(*manner.readsAfter, &Talk::read);
-    }
-
-    void read() {
-        if (const auto reply = client.read())
-            answered(*reply);
-        else if (client.connected())
-            after(1, &Talk::read);
-    }
-
-    void answered(const std::string& reply) {
-        result->answeredAt = machine.scheduler.now();
-        result->reply = reply;
-        ++result->replies;
-        if (!manner.readsOn)
-            client.onReply = nullptr;
-        after(manner.closesAfter, &Talk::vanish);
-    }
-
-    void vanish() { client.close(); }
-
-    Machine& machine;
-    PipeClient client;
-    std::string message;
-    ClientManner manner;
-    std::uint64_t givesUpAt = machine.scheduler.now() + manner.patienceMs;
-    std::shared_ptr<Conversation> result = std::make_shared<Conversation>();
-};
-
-} // namespace
-
-std::shared_ptr<Conversation> Pipes::say(const std::string& message, const ClientManner& manner) {
-    const auto talk = std::make_shared<Talk>(machine_, message, manner);
-    talks_.push_back(talk);
-    talk->after(0, &Talk::connect);
-    return talk->result;
+std::shared_ptr<Pipe> Pipes::find(std::string_view name) const {
+    const auto pipe = std::find_if(pipes.begin(), pipes.end(),
+                                   [&](const auto& each) { return sameName(each->name, name); });
+    return pipe == pipes.end() ? nullptr : *pipe;
 }
 
 BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
@@ -177,10 +87,22 @@ BOOL writeReply(Pipe& pipe, std::string_view bytes, DWORD& written) {
     return TRUE;
 }
 
-void closeServerEnd(Pipe& pipe) {
-    PipeServer::drop(pipe);
+namespace {
+
+void disconnect(Pipe& pipe) {
+    PipeClient* const client = std::exchange(pipe.client, nullptr);
     pipe.state = Pipe::State::disconnected;
-    pipe.serverOpen = false;
+    pipe.toServer.clear();
+    pipe.toClient.clear();
+    pipe.hasRead = false;
+    if (client != nullptr)
+        client->drop();
+}
+
+} // namespace
+
+void closeServerEnd(Pipe& pipe) {
+    disconnect(pipe);
     std::erase_if(machine().pipes.pipes, [&](const auto& each) { return each.get() == &pipe; });
 }
 
@@ -210,8 +132,8 @@ HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxIn
                 "a pipe of another kind");
     const auto pipe = std::make_shared<Pipe>();
     pipe->name = path.substr(Pipes::prefix.size());
-    pipe->outQuota = outBufferSize;
     pipe->openToEveryone = attributes != nullptr && letsEverybodyIn(*attributes);
+    pipe->outQuota = outBufferSize;
     machine().pipes.pipes.push_back(pipe);
     return machine().handles.add(pipe);
 }
@@ -232,8 +154,7 @@ BOOL DisconnectNamedPipe(HANDLE handle) {
     Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
     if (pipe == nullptr)
         return FALSE;
-    PipeServer::drop(*pipe);
-    pipe->state = Pipe::State::disconnected;
+    disconnect(*pipe);
     return TRUE;
 }
 
@@ -245,10 +166,9 @@ NTSTATUS NtQueryInformationFile(HANDLE handle, IO_STATUS_BLOCK*, PVOID informati
     const Pipe* pipe = call.fails() ? nullptr : pipeOf(handle);
     if (pipe == nullptr || length != sizeof(FILE_PIPE_LOCAL_INFORMATION))
         return invalidHandle;
-    constexpr ULONG stateNumbers[] = {1, 2, 3, 4};
     auto& result = *static_cast<FILE_PIPE_LOCAL_INFORMATION*>(information);
     result = {};
-    result.NamedPipeState = stateNumbers[static_cast<std::size_t>(pipe->state)];
+    result.NamedPipeState = static_cast<ULONG>(pipe->state) + 1;
     result.OutboundQuota = pipe->outQuota;
     if (!machine().pipes.quotaIsTold)
         return 0;

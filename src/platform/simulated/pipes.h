@@ -22,14 +22,12 @@ struct Pipe {
 
     std::string name; ///< behind "\\.\pipe\"
     State state = State::listening;
-    bool serverOpen = true;
     bool openToEveryone = false; ///< a security descriptor with an empty-pointer DACL
     DWORD outQuota = 0;
-    std::deque<std::string> toServer;
-    std::deque<std::string> toClient;
+    std::deque<std::string> toServer{}, toClient{};
     PipeClient* client = nullptr;
-    ClientIdentity clientIdentity; ///< of the client that is connected, or has last been
-    bool hasRead = false;          ///< the server has read from the connection
+    ClientIdentity clientIdentity{}; ///< of the client that is connected, or has last been
+    bool hasRead = false;            ///< the server has read from the connection
 };
 
 /// A client's end of a pipe. None of its calls waits.
@@ -50,6 +48,8 @@ public:
     /// The reply that waits, if one does.
     std::optional<std::string> read();
     void close();
+    /// The server takes the connection away.
+    void drop();
 
     [[nodiscard]] bool connected() const { return pipe_ != nullptr; }
 
@@ -62,9 +62,6 @@ public:
     std::function<void()> onDropped;
 
 private:
-    friend class Pipes;
-    friend struct PipeServer;
-
     Machine& machine_;
     std::shared_ptr<Pipe> pipe_;
 };
@@ -83,8 +80,7 @@ struct ClientManner {
 
 /// What became of one conversation.
 struct Conversation {
-    std::optional<std::uint64_t> connectedAt;
-    std::optional<std::uint64_t> answeredAt;
+    std::optional<std::uint64_t> connectedAt, answeredAt;
     std::string reply;
     int replies = 0;
     bool dropped = false; ///< the service dropped the connection

@@ -4,7 +4,6 @@
 #include "platform/simulated/processState.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace kovra::simulated {
 
@@ -58,32 +57,31 @@ Process& Processes::add(const std::string& name, DWORD session, Account account)
 }
 
 DWORD Processes::start(const std::string& name, DWORD session, Account account) {
-    Process& process = add(name, session, account);
-    const DWORD id = process.id;
-    machine_.tell(Side::machine, name + " starts in session " + std::to_string(session));
-    if (const auto behaviour = onStart.find(lowerCase(name)); behaviour != onStart.end())
-        behaviour->second(process);
-    return id;
+    return letRun(add(name, session, account));
 }
 
 DWORD Processes::launch(const std::string& path, const std::string& arguments, DWORD session, Account account,
                         Service* service) {
-    const std::wstring widePath = machine_.codePage.toWide(path);
-    if (!machine_.files.fileExists(widePath))
+    if (!machine_.files.fileExists(machine_.codePage.toWide(path)))
         return 0;
     if (sameName(path, machine_.codePage.toAnsi(machine_.launcherPath))) {
-        const std::wstring line = machine_.codePage.toWide(arguments);
-        return startLauncher(arguments, session, account, service,
-                             [program = machine_.launcher, line] { program(line); })
-            .id;
+        const auto body = [program = machine_.launcher, line = machine_.codePage.toWide(arguments)] {
+            program(line);
+        };
+        return startLauncher(arguments, session, account, service, body).id;
     }
     Process& process = add(path.substr(path.rfind('\\') + 1), session, account);
-    const DWORD id = process.id;
     process.path = path;
     process.arguments = arguments;
-    machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) +
-                                     " starts in session " + std::to_string(session) +
-                                     (process.hasAdminRights() ? " with admin rights" : ""));
+    return letRun(process);
+}
+
+DWORD Processes::letRun(Process& process) {
+    const DWORD id = process.id;
+    const bool tellsRights = !process.path.empty() && process.hasAdminRights();
+    machine_.tell(Side::machine, process.commandLine() + " starts in session " +
+                                     std::to_string(process.session) +
+                                     (tellsRights ? " with admin rights" : ""));
     if (const auto behaviour = onStart.find(lowerCase(process.name)); behaviour != onStart.end())
         behaviour->second(process);
     return id;
@@ -98,7 +96,7 @@ Process& Processes::startLauncher(const std::string& arguments, DWORD session, A
     process.service = service;
     for (const ProcessValue& value : processValues())
         process.values.push_back(value.make());
-    machine_.tell(Side::machine, process.name + (arguments.empty() ? "" : " " + arguments) + " starts");
+    machine_.tell(Side::machine, process.commandLine() + " starts");
     machine_.scheduler.start(process, [this, &process, body = std::move(body)] {
         body();
         const InsideMachine inside;
@@ -108,8 +106,8 @@ Process& Processes::startLauncher(const std::string& arguments, DWORD session, A
 }
 
 void Processes::end(DWORD id) {
-    const auto entry = std::find_if(running_.begin(), running_.end(),
-                                    [id](const auto& process) { return process->id == id; });
+    const auto entry =
+        std::find_if(running_.begin(), running_.end(), [id](const auto& each) { return each->id == id; });
     if (entry == running_.end())
         return;
     Process& process = **entry;
@@ -207,32 +205,28 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) {
 
 namespace {
 
-BOOL giveEntry(HANDLE handle, PROCESSENTRY32* entry, bool first) {
-    Snapshot* snapshot = machine().handles.find<Snapshot>(handle);
-    if (snapshot == nullptr || entry->dwSize != sizeof(PROCESSENTRY32))
-        return FALSE;
-    if (first)
-        snapshot->next = 0;
-    if (snapshot->next == snapshot->entries.size())
+BOOL giveEntry(Snapshot* snapshot, PROCESSENTRY32* entry) {
+    if (snapshot == nullptr || entry->dwSize != sizeof(PROCESSENTRY32) ||
+        snapshot->next == snapshot->entries.size())
         return FALSE;
     const auto& [id, name] = snapshot->entries[snapshot->next++];
     entry->th32ProcessID = id;
-    const std::size_t length = std::min(name.size(), sizeof entry->szExeFile - 1);
-    std::memcpy(entry->szExeFile, name.data(), length);
-    entry->szExeFile[length] = '\0';
+    entry->szExeFile[name.copy(entry->szExeFile, sizeof entry->szExeFile - 1)] = '\0';
     return TRUE;
 }
 
 } // namespace
 
-BOOL Process32First(HANDLE snapshot, PROCESSENTRY32* entry) {
+BOOL Process32First(HANDLE handle, PROCESSENTRY32* entry) {
     const Call<"Process32First"> call;
-    return call.fails() ? FALSE : giveEntry(snapshot, entry, true);
+    Snapshot* snapshot = call.fails() ? nullptr : machine().handles.find<Snapshot>(handle);
+    call.expect(snapshot == nullptr || snapshot->next == 0, "a second time");
+    return giveEntry(snapshot, entry);
 }
 
-BOOL Process32Next(HANDLE snapshot, PROCESSENTRY32* entry) {
+BOOL Process32Next(HANDLE handle, PROCESSENTRY32* entry) {
     const Call<"Process32Next"> call;
-    return call.fails() ? FALSE : giveEntry(snapshot, entry, false);
+    return giveEntry(call.fails() ? nullptr : machine().handles.find<Snapshot>(handle), entry);
 }
 
 void ExitProcess(UINT exitCode) {
@@ -256,9 +250,7 @@ DWORD GetModuleFileNameA(HANDLE module, LPSTR fileName, DWORD size) {
     call.expect(module == nullptr, "module");
     if (call.fails())
         return 0;
-    const std::string path = currentThread()->process()->path;
-    const DWORD length = std::min(static_cast<DWORD>(path.size()), size);
-    std::memcpy(fileName, path.data(), length);
+    const auto length = static_cast<DWORD>(currentThread()->process()->path.copy(fileName, size));
     if (length < size)
         fileName[length] = '\0';
     return length;
@@ -266,20 +258,18 @@ DWORD GetModuleFileNameA(HANDLE module, LPSTR fileName, DWORD size) {
 
 BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
     const Call<"ProcessIdToSessionId"> call;
-    const Process* process = machine().processes.find(processId);
-    if (call.fails() || process == nullptr)
-        return FALSE;
-    *sessionId = process->session;
-    return TRUE;
+    const Process* process = call.fails() ? nullptr : machine().processes.find(processId);
+    if (process != nullptr)
+        *sessionId = process->session;
+    return process != nullptr;
 }
 
 HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
     const Call<"OpenProcess"> call;
     call.expect(access == PROCESS_TERMINATE && inheritHandle == FALSE, "access, inheritance");
-    const Process* process = machine().processes.find(processId);
-    if (call.fails() || process == nullptr || !currentThread()->process()->mayEnd(*process))
-        return nullptr;
-    return machine().handles.add(static_cast<OpenedProcess>(processId));
+    const Process* process = call.fails() ? nullptr : machine().processes.find(processId);
+    const bool may = process != nullptr && currentThread()->process()->mayEnd(*process);
+    return may ? machine().handles.add(static_cast<OpenedProcess>(processId)) : nullptr;
 }
 
 BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
@@ -294,19 +284,17 @@ BOOL TerminateProcess(HANDLE handle, UINT exitCode) {
     const OpenedProcess* opened = machine().handles.find<OpenedProcess>(handle);
     const Process* process =
         opened == nullptr ? nullptr : machine().processes.find(static_cast<DWORD>(*opened));
-    if (process == nullptr)
-        return FALSE;
-    machine().processes.terminate(*process);
-    return TRUE;
+    if (process != nullptr)
+        machine().processes.terminate(*process);
+    return process != nullptr;
 }
 
 BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
     const Call<"OpenProcessToken"> call;
     call.expect(process == GetCurrentProcess(), "process");
-    if (call.fails())
-        return FALSE;
-    *token = machine().handles.add(Token{access});
-    return TRUE;
+    if (!call.fails())
+        *token = machine().handles.add(Token{access});
+    return !call.fails();
 }
 
 namespace {
@@ -317,11 +305,11 @@ constexpr DWORD debugPrivilege = 20;
 
 BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid) {
     const Call<"LookupPrivilegeValueA"> call;
-    call.expect(systemName == nullptr || *systemName == '\0', "another machine");
-    if (call.fails() || !sameName(name, "SeDebugPrivilege"))
-        return FALSE;
-    *luid = {debugPrivilege, 0};
-    return TRUE;
+    call.expect((systemName == nullptr || *systemName == '\0') && sameName(name, "SeDebugPrivilege"),
+                "machine, privilege");
+    if (!call.fails())
+        *luid = {debugPrivilege, 0};
+    return !call.fails();
 }
 
 BOOL AdjustTokenPrivileges(HANDLE handle, BOOL disableAll, TOKEN_PRIVILEGES* state, DWORD length,

@@ -37,6 +37,11 @@ public:
     std::map<const void*, std::unique_ptr<char[]>> memory; ///< blocks of GlobalAlloc that are not freed
     std::vector<void*> values;                             ///< a launcher's module-level values, by slot
 
+    /// The name with the arguments.
+    [[nodiscard]] std::string commandLine() const {
+        return name + (arguments.empty() ? "" : " " + arguments);
+    }
+
     [[nodiscard]] bool hasAdminRights() const { return account != Account::user; }
 
     /// Whether it may end the other process.
@@ -89,6 +94,7 @@ public:
 
 private:
     Process& add(const std::string& name, DWORD session, Account account);
+    DWORD letRun(Process& process);
 
     Machine& machine_;
     DWORD nextId_ = 4;

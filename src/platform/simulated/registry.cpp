@@ -97,16 +97,13 @@ bool Registry::mayChange(std::wstring_view path, Account account) const {
            });
 }
 
-const Registry::Handle* Registry::find(HKEY key) const {
-    const auto found = handles_.find(key);
-    return found == handles_.end() ? nullptr : &found->second;
+namespace {
+
+HKEY opened(std::wstring_view path, REGSAM access) {
+    return static_cast<HKEY>(machine().handles.add(OpenedKey{std::wstring{path}, access}));
 }
 
-HKEY Registry::addHandle(std::wstring_view path, REGSAM access) {
-    const HKEY handle = reinterpret_cast<HKEY>(lastHandle_ += 4);
-    handles_[handle] = {std::wstring{path}, access};
-    return handle;
-}
+} // namespace
 
 LONG Registry::open(std::wstring_view path, REGSAM access, HKEY& result) {
     path = withoutEnd(path);
@@ -116,7 +113,7 @@ LONG Registry::open(std::wstring_view path, REGSAM access, HKEY& result) {
         return missing;
     if ((access & writeAccess) != 0 && !mayChange(path, callersAccount()))
         return denied;
-    result = addHandle(path, access);
+    result = opened(path, access);
     return done;
 }
 
@@ -127,12 +124,8 @@ LONG Registry::create(std::wstring_view path, REGSAM access, HKEY& result) {
     if ((!keyExists(path) || (access & writeAccess) != 0) && !mayChange(path, callersAccount()))
         return denied;
     makeKey(path);
-    result = addHandle(path, access);
+    result = opened(path, access);
     return done;
-}
-
-LONG Registry::close(HKEY key) {
-    return handles_.erase(key) == 1 ? done : static_cast<LONG>(ERROR_INVALID_HANDLE);
 }
 
 LONG Registry::deleteKey(std::wstring_view path) {
@@ -149,7 +142,7 @@ LONG Registry::deleteKey(std::wstring_view path) {
 }
 
 LONG Registry::setValue(HKEY key, std::wstring_view name, Value value) {
-    const Handle* const handle = find(key);
+    const OpenedKey* const handle = machine().handles.find<OpenedKey>(key);
     if (handle == nullptr)
         return static_cast<LONG>(ERROR_INVALID_HANDLE);
     if (!keyExists(handle->path))
@@ -161,7 +154,7 @@ LONG Registry::setValue(HKEY key, std::wstring_view name, Value value) {
 }
 
 LONG Registry::getValue(HKEY key, std::wstring_view name, Value& value) const {
-    const Handle* const handle = find(key);
+    const OpenedKey* const handle = machine().handles.find<OpenedKey>(key);
     if (handle == nullptr)
         return static_cast<LONG>(ERROR_INVALID_HANDLE);
     if ((handle->access & KEY_QUERY_VALUE) == 0)
@@ -208,9 +201,9 @@ LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR keyClass, DWOR
 
 LONG RegCloseKey(HKEY key) {
     const Call<"RegCloseKey"> call;
-    const LONG result = machine().registry.close(key);
-    call.expect(result == done, "an unknown handle");
-    return result;
+    const bool closed = machine().handles.close<OpenedKey>(key);
+    call.expect(closed, "an unknown handle");
+    return closed ? done : static_cast<LONG>(ERROR_INVALID_HANDLE);
 }
 
 LONG RegDeleteKeyA(HKEY key, LPCSTR path) {

@@ -53,9 +53,6 @@ public:
 
     [[nodiscard]] const Contents& contents() const { return keys_; }
 
-    /// How many key handles are open.
-    [[nodiscard]] std::size_t openHandles() const { return handles_.size(); }
-
     /// What the registry tool does with a file in 8-bit text. A line that can't be understood, or that is
     /// denied, is skipped.
     void import(std::string_view file, const CodePage& codePage, Account account);
@@ -64,25 +61,15 @@ public:
 
     LONG open(std::wstring_view path, REGSAM access, HKEY& result);
     LONG create(std::wstring_view path, REGSAM access, HKEY& result);
-    LONG close(HKEY key);
     /// Deletes a key that has no keys below it.
     LONG deleteKey(std::wstring_view path);
     LONG setValue(HKEY key, std::wstring_view name, Value value);
     LONG getValue(HKEY key, std::wstring_view name, Value& value) const;
 
 private:
-    struct Handle {
-        std::wstring path;
-        REGSAM access;
-    };
-
     [[nodiscard]] bool mayChange(std::wstring_view path, Account account) const;
-    [[nodiscard]] const Handle* find(HKEY key) const;
-    [[nodiscard]] HKEY addHandle(std::wstring_view path, REGSAM access);
 
     Contents keys_;
-    std::map<HKEY, Handle> handles_;
-    std::uintptr_t lastHandle_ = 0;
 };
 
 } // namespace kovra::simulated

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/clientIdentity.h"
+#include "platform/simulated/account.h"
 #include "platform/simulated/win32.h"
 
 #include <cstdint>

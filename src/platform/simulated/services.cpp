@@ -4,12 +4,6 @@
 
 #include <algorithm>
 
-/// One open handle of the service manager: to the manager itself, or to a service.
-struct ServiceControlHandle {
-    kovra::simulated::Service* service; // null: the manager
-    DWORD access;
-};
-
 namespace kovra::simulated {
 
 namespace {
@@ -23,16 +17,8 @@ constexpr DWORD everybodysManagerRights = 0x20015; // connect, enumerate, query 
 constexpr DWORD everybodysServiceRights = 0x2018D; // query, interrogate, enumerate the dependent ones
 
 const char* nameOfState(DWORD state) {
-    switch (state) {
-    case SERVICE_STOPPED:
-        return "stopped";
-    case SERVICE_START_PENDING:
-        return "start pending";
-    case SERVICE_STOP_PENDING:
-        return "stop pending";
-    default:
-        return "running";
-    }
+    const char* const names[] = {"", "stopped", "start pending", "stop pending", "running"};
+    return names[std::min<DWORD>(state, SERVICE_RUNNING)];
 }
 
 } // namespace
@@ -53,11 +39,9 @@ Service& ServiceManager::add(const std::string& name, const std::string& binaryP
 }
 
 Service* ServiceManager::find(std::string_view name) const {
-    for (const Service& service : services_) {
-        if (sameName(service.name, name))
-            return const_cast<Service*>(&service);
-    }
-    return nullptr;
+    const auto found = std::find_if(services_.begin(), services_.end(),
+                                    [&](const Service& service) { return sameName(service.name, name); });
+    return found == services_.end() ? nullptr : const_cast<Service*>(&*found);
 }
 
 std::vector<Service> ServiceManager::list() const {
@@ -66,14 +50,13 @@ std::vector<Service> ServiceManager::list() const {
 
 bool ServiceManager::start(std::string_view name) {
     Service* service = find(name);
-    if (service == nullptr || service->markedForDelete || service->state != SERVICE_STOPPED)
-        return false;
     // The image path's program stands in double quotes, its arguments follow behind a blank.
-    const std::string& image = service->binaryPath;
+    const std::string image = service == nullptr ? "" : service->binaryPath + ' ';
     const std::size_t closing = image.find('"', 1);
-    if (!image.starts_with('"') || closing == std::string::npos)
+    if (service == nullptr || service->markedForDelete || service->state != SERVICE_STOPPED ||
+        !image.starts_with('"') || closing == std::string::npos)
         return false;
-    const std::string arguments = closing + 2 < image.size() ? image.substr(closing + 2) : "";
+    const std::string arguments = image.substr(closing + 2, image.size() - closing - 3);
     service->reports.clear();
     service->state = SERVICE_START_PENDING;
     service->processId =
@@ -192,22 +175,16 @@ SC_HANDLE ServiceManager::open(Service* service, DWORD access) {
     const DWORD serviceRights = isUser ? everybodysServiceRights : SERVICE_ALL_ACCESS;
     if (denied || (access & ~(service == nullptr ? managerRights : serviceRights)) != 0)
         return nullptr;
-    ++openHandles;
     if (service != nullptr)
         ++service->openHandles_;
-    return new ServiceControlHandle{service, access};
+    return static_cast<SC_HANDLE>(machine_.handles.add(OpenedService{service, access}));
 }
 
-BOOL ServiceManager::close(SC_HANDLE handle) {
-    if (handle == nullptr)
-        return FALSE;
-    --openHandles;
-    if (Service* service = handle->service) {
-        --service->openHandles_;
-        dropIfDone(*service);
-    }
-    delete handle;
-    return TRUE;
+void ServiceManager::closed(Service* service) {
+    if (service == nullptr)
+        return;
+    --service->openHandles_;
+    dropIfDone(*service);
 }
 
 void ServiceManager::dropIfDone(Service& service) {
@@ -248,8 +225,10 @@ SC_HANDLE OpenSCManagerA(LPCSTR computer, LPCSTR database, DWORD access) {
 
 namespace {
 
-bool isManager(SC_HANDLE handle) {
-    return handle != nullptr && handle->service == nullptr;
+/// Whether the handle is the manager's, opened with the access.
+bool isManager(SC_HANDLE handle, DWORD access) {
+    const OpenedService* const opened = machine().handles.find<OpenedService>(handle);
+    return opened != nullptr && opened->service == nullptr && (opened->access & access) == access;
 }
 
 bool isTaken(std::string_view name, std::string_view displayName) {
@@ -263,7 +242,7 @@ bool isTaken(std::string_view name, std::string_view displayName) {
 
 SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD access) {
     const Call<"OpenServiceA"> call;
-    Service* service = isManager(manager) ? machine().services.find(name) : nullptr;
+    Service* service = isManager(manager, 0) ? machine().services.find(name) : nullptr;
     return call.fails() || service == nullptr ? nullptr : machine().services.open(service, access);
 }
 
@@ -277,8 +256,7 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWO
     call.expect(loadOrderGroup == nullptr && tagId == nullptr && dependencies == nullptr &&
                     password == nullptr,
                 "load order group, tag, dependencies, password");
-    if (call.fails() || !isManager(manager) || (manager->access & SC_MANAGER_CREATE_SERVICE) == 0 ||
-        isTaken(name, displayName))
+    if (call.fails() || !isManager(manager, SC_MANAGER_CREATE_SERVICE) || isTaken(name, displayName))
         return nullptr;
     ServiceManager& services = machine().services;
     Service& service = services.add(name, binaryPath);
@@ -289,17 +267,19 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWO
 
 BOOL DeleteService(SC_HANDLE handle) {
     const Call<"DeleteService"> call;
-    if (call.fails() || handle == nullptr || handle->service == nullptr || (handle->access & DELETE) == 0 ||
-        handle->service->markedForDelete)
+    const OpenedService* const opened =
+        call.fails() ? nullptr : machine().handles.find<OpenedService>(handle);
+    if (opened == nullptr || opened->service == nullptr || (opened->access & DELETE) == 0 ||
+        opened->service->markedForDelete)
         return FALSE;
-    handle->service->markedForDelete = true;
-    machine().tell(Side::launcher, "deletes the service " + handle->service->name);
+    opened->service->markedForDelete = true;
+    machine().tell(Side::launcher, "deletes the service " + opened->service->name);
     return TRUE;
 }
 
 BOOL CloseServiceHandle(SC_HANDLE handle) {
     const Call<"CloseServiceHandle"> call;
-    const BOOL closed = machine().services.close(handle);
-    call.expect(closed != FALSE, "no handle");
+    const bool closed = machine().handles.close<OpenedService>(handle);
+    call.expect(closed, "no handle");
     return closed;
 }

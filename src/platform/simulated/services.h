@@ -61,9 +61,6 @@ public:
 
     bool denied = false; ///< nobody may open the manager
 
-    /// Handles to the manager and to services that are open.
-    int openHandles = 0;
-
     void processEnded(const Process& process);
 
     // What the launcher's calls come down to.
@@ -73,7 +70,8 @@ public:
     /// Opens the service, or the manager itself. Null where the calling process's
     /// account may not do what it asks for.
     SC_HANDLE open(Service* service, DWORD access);
-    BOOL close(SC_HANDLE handle);
+    /// A handle to the service, or to the manager itself, was closed.
+    void closed(Service* service);
 
 private:
     void dropIfDone(Service& service);

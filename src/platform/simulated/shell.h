@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/simulated/caseless.h"
 #include "platform/simulated/processes.h"
-#include "platform/simulated/specialFolders.h"
 
 #include <cstdint>
 #include <functional>
@@ -14,6 +14,21 @@
 namespace kovra::simulated {
 
 class Machine;
+
+/// Where programs find things: the shell's special folders and the environment.
+struct SpecialFolders {
+    SpecialFolders();
+    ~SpecialFolders();
+
+    /// The logged-on user's and everybody's, by CSIDL number; a lookup of one that isn't there fails.
+    std::map<int, std::wstring> paths;
+    /// What LocalSystem has in place of the user's.
+    std::map<int, std::wstring> servicesPaths;
+    std::map<std::wstring, std::wstring, Caseless> environment;
+
+    /// The item lists that were given out and not freed.
+    std::map<const void*, std::unique_ptr<ITEMIDLIST>> lists;
+};
 
 /// One call of ShellExecuteA.
 struct ShellCall {

@@ -1,5 +1,3 @@
-#include "platform/simulated/specialFolders.h"
-
 #include "platform/simulated/machine.h"
 
 #include <cstring>

@@ -95,13 +95,9 @@ void Sleep(DWORD milliseconds);
 constexpr DWORD TH32CS_SNAPPROCESS = 2;
 
 struct PROCESSENTRY32 {
-    DWORD dwSize;
-    DWORD cntUsage;
-    DWORD th32ProcessID;
+    DWORD dwSize, cntUsage, th32ProcessID;
     ULONG_PTR th32DefaultHeapID;
-    DWORD th32ModuleID;
-    DWORD cntThreads;
-    DWORD th32ParentProcessID;
+    DWORD th32ModuleID, cntThreads, th32ParentProcessID;
     LONG pcPriClassBase;
     DWORD dwFlags;
     char szExeFile[MAX_PATH];
@@ -149,30 +145,16 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 
 struct STARTUPINFOA {
     DWORD cb;
-    LPSTR lpReserved;
-    LPSTR lpDesktop;
-    LPSTR lpTitle;
-    DWORD dwX;
-    DWORD dwY;
-    DWORD dwXSize;
-    DWORD dwYSize;
-    DWORD dwXCountChars;
-    DWORD dwYCountChars;
-    DWORD dwFillAttribute;
-    DWORD dwFlags;
-    WORD wShowWindow;
-    WORD cbReserved2;
+    LPSTR lpReserved, lpDesktop, lpTitle;
+    DWORD dwX, dwY, dwXSize, dwYSize, dwXCountChars, dwYCountChars, dwFillAttribute, dwFlags;
+    WORD wShowWindow, cbReserved2;
     BYTE* lpReserved2;
-    HANDLE hStdInput;
-    HANDLE hStdOutput;
-    HANDLE hStdError;
+    HANDLE hStdInput, hStdOutput, hStdError;
 };
 
 struct PROCESS_INFORMATION {
-    HANDLE hProcess;
-    HANDLE hThread;
-    DWORD dwProcessId;
-    DWORD dwThreadId;
+    HANDLE hProcess, hThread;
+    DWORD dwProcessId, dwThreadId;
 };
 
 constexpr DWORD STARTF_USESHOWWINDOW = 1;
@@ -187,13 +169,9 @@ BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUT
 // Services and the event log
 
 struct SERVICE_STATUS {
-    DWORD dwServiceType;
-    DWORD dwCurrentState;
-    DWORD dwControlsAccepted;
-    DWORD dwWin32ExitCode;
-    DWORD dwServiceSpecificExitCode;
-    DWORD dwCheckPoint;
-    DWORD dwWaitHint;
+    DWORD dwServiceType, dwCurrentState, dwControlsAccepted;
+    DWORD dwWin32ExitCode, dwServiceSpecificExitCode;
+    DWORD dwCheckPoint, dwWaitHint;
 };
 using SERVICE_STATUS_HANDLE = struct ServiceStatusHandle*;
 using SC_HANDLE = struct ServiceControlHandle*;
@@ -306,16 +284,10 @@ struct IO_STATUS_BLOCK {
 };
 
 struct FILE_PIPE_LOCAL_INFORMATION {
-    ULONG NamedPipeType;
-    ULONG NamedPipeConfiguration;
-    ULONG MaximumInstances;
-    ULONG CurrentInstances;
-    ULONG InboundQuota;
-    ULONG ReadDataAvailable;
-    ULONG OutboundQuota;
-    ULONG WriteQuotaAvailable;
-    ULONG NamedPipeState;
-    ULONG NamedPipeEnd;
+    ULONG NamedPipeType, NamedPipeConfiguration;
+    ULONG MaximumInstances, CurrentInstances;
+    ULONG InboundQuota, ReadDataAvailable, OutboundQuota, WriteQuotaAvailable;
+    ULONG NamedPipeState, NamedPipeEnd;
 };
 
 enum FILE_INFORMATION_CLASS { FilePipeLocalInformation = 24 };
@@ -374,8 +346,7 @@ constexpr UINT MB_ICONEXCLAMATION = 0x30;
 int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 
 struct POINT {
-    LONG x;
-    LONG y;
+    LONG x, y;
 };
 
 struct MSG {
@@ -393,11 +364,7 @@ BOOL TranslateMessage(const MSG* message);
 LRESULT DispatchMessageA(const MSG* message);
 
 struct OSVERSIONINFOA {
-    DWORD dwOSVersionInfoSize;
-    DWORD dwMajorVersion;
-    DWORD dwMinorVersion;
-    DWORD dwBuildNumber;
-    DWORD dwPlatformId;
+    DWORD dwOSVersionInfoSize, dwMajorVersion, dwMinorVersion, dwBuildNumber, dwPlatformId;
     char szCSDVersion[128];
 };
 
@@ -406,14 +373,7 @@ constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
 BOOL GetVersionExA(OSVERSIONINFOA* information);
 
 struct SYSTEMTIME {
-    WORD wYear;
-    WORD wMonth;
-    WORD wDayOfWeek;
-    WORD wDay;
-    WORD wHour;
-    WORD wMinute;
-    WORD wSecond;
-    WORD wMilliseconds;
+    WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
 };
 
 using LCID = DWORD;
