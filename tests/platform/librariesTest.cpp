@@ -45,6 +45,8 @@ CONTRACT_TEST(Libraries, NoJunctionIsMadeWhereNoneCanBe) {
     EXPECT_EQ(read(shown), "own");
     DeleteFileA(shown.c_str());
     RemoveDirectoryA(link.c_str());
+    createJunction("C:/Scratch/target", link.c_str());
+    EXPECT_FALSE(isFolder(link));
     const std::string none = scratchFolder + "\\no\\no";
     for (const char* refused : {"", "no", "C:no", "\\\\localhost\\C$\\no", none.c_str(), inside.c_str()}) {
         createJunction(target.c_str(), refused);

@@ -19,10 +19,6 @@ std::wstring_view firstPart(std::wstring_view path) {
     return path.substr(0, path.find_first_of(separators));
 }
 
-bool maySpell(wchar_t character) {
-    return character >= L' ' && std::wstring_view{L"<>:\"|?*"}.find(character) == std::wstring_view::npos;
-}
-
 } // namespace
 
 ParsedPath::ParsedPath(std::wstring_view path, std::wstring_view currentFolder) {
@@ -60,8 +56,6 @@ void ParsedPath::split(std::wstring_view path) {
             name = name.substr(0, name.find_last_not_of(L". ") + 1);
         if (name.empty() || name == L".")
             continue;
-        if (!std::all_of(name.begin(), name.end(), maySpell))
-            return;
         names.push_back(name);
     }
     valid = true;
