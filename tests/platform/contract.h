@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 // What the launcher counts on of Windows, told in Windows' own calls. The same tests run on the simulated
 // machine, each in a simulated launcher process on a machine of its own, and as an ordinary program on a
@@ -20,7 +21,18 @@ namespace kovra::contract {
 inline const std::string scratchFolder = "C:\\Scratch";
 inline const std::string scratchKey = "KovraContract";
 
-void play(void (*body)());
+void play(void (*test)());
+
+/// All of them.
+inline std::vector<void (*)()>& tests() {
+    static std::vector<void (*)()> all;
+    return all;
+}
+
+inline bool add(void (*test)()) {
+    tests().push_back(test);
+    return true;
+}
 
 /// Wine, which is Windows but for the checks that are marked.
 [[nodiscard]] bool underWine();
@@ -85,8 +97,6 @@ public:
     /// the server know who it is.
     explicit PipeClient(const std::string& name, bool isAnonymous = false);
     ~PipeClient();
-    PipeClient(const PipeClient&) = delete;
-    PipeClient& operator=(const PipeClient&) = delete;
 
     /// No once the server has dropped it, too.
     [[nodiscard]] bool connected() const;
@@ -105,8 +115,6 @@ class Mailslot {
 public:
     explicit Mailslot(const std::string& name);
     ~Mailslot();
-    Mailslot(const Mailslot&) = delete;
-    Mailslot& operator=(const Mailslot&) = delete;
 
     /// The message that waits, if one does.
     std::optional<std::string> read();
@@ -120,6 +128,7 @@ private:
 
 #define CONTRACT_TEST(area, name)                                                                            \
     static void play##area##name();                                                                          \
+    [[maybe_unused]] static const bool is##area##name##Added = kovra::contract::add(play##area##name);       \
     TEST(area##Contract, name) {                                                                             \
         kovra::contract::play(play##area##name);                                                             \
     }                                                                                                        \

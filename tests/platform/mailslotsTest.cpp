@@ -1,9 +1,5 @@
 #include "tests/platform/contract.h"
 
-#include "platform/handles.h"
-
-#include <string>
-
 namespace kovra::contract {
 namespace {
 

@@ -1,6 +1,5 @@
 #include "tests/platform/contract.h"
 
-#include "platform/handles.h"
 #include "platform/systemFunction.h"
 
 namespace kovra::contract {

@@ -1,10 +1,5 @@
 #include "tests/platform/contract.h"
 
-#include "platform/handles.h"
-
-#include <algorithm>
-#include <string>
-
 namespace kovra::contract {
 namespace {
 

@@ -1,7 +1,5 @@
 #include "tests/platform/contract.h"
 
-#include "platform/handles.h"
-
 namespace kovra::contract {
 namespace {
 

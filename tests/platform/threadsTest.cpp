@@ -1,7 +1,5 @@
 #include "tests/platform/contract.h"
 
-#include "platform/handles.h"
-
 namespace kovra::contract {
 namespace {
 
@@ -9,9 +7,9 @@ KernelHandle makeEvent() {
     return KernelHandle{CreateEventA(nullptr, TRUE, FALSE, nullptr)};
 }
 
-DWORD waitForAny(const KernelHandle& first, const KernelHandle& second) {
+DWORD waitForAny(const KernelHandle& first, const KernelHandle& second, DWORD milliseconds = 10) {
     const HANDLE handles[] = {first.get(), second.get()};
-    return WaitForMultipleObjects(2, handles, FALSE, 10);
+    return WaitForMultipleObjects(2, handles, FALSE, milliseconds);
 }
 
 CONTRACT_TEST(Threads, AnEventStaysSetAndAWaitTellsTheFirst) {
@@ -35,7 +33,7 @@ CONTRACT_TEST(Threads, AThreadsEndIsWaitedFor) {
     const KernelHandle thread{CreateThread(nullptr, 0, waitForEvent, go.get(), 0, nullptr)};
     EXPECT_EQ(waitForAny(go, thread), WAIT_TIMEOUT);
     SetEvent(go.get());
-    EXPECT_EQ(waitForAny(makeEvent(), thread), WAIT_OBJECT_0 + 1);
+    EXPECT_EQ(waitForAny(makeEvent(), thread, INFINITE), WAIT_OBJECT_0 + 1);
 }
 
 CONTRACT_TEST(Threads, WaitsTakeTheirTime) {

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace kovra::simulated {
 
@@ -24,6 +26,8 @@ struct FunctionName {
     char characters[size];
 };
 
+/// The names of all functions that the platform has, by index.
+[[nodiscard]] std::vector<std::string>& functionNames();
 [[nodiscard]] std::size_t addFunction(std::string_view name);
 
 /// The index under which each machine counts the calls of the function.

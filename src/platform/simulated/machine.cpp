@@ -5,14 +5,14 @@
 
 namespace kovra::simulated {
 
-namespace {
-
-Machine* theMachine = nullptr;
-
 std::vector<std::string>& functionNames() {
     static std::vector<std::string> names;
     return names;
 }
+
+namespace {
+
+Machine* theMachine = nullptr;
 
 } // namespace
 

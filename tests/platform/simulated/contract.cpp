@@ -14,14 +14,14 @@ struct Mailslot::End {
     std::string name;
 };
 
-void play(void (*body)()) {
+void play(void (*test)()) {
     simulated::Machine machine;
     machine.files.makeFolder(machine.codePage.toWide(scratchFolder));
     machine.shell.consolePrograms["cmd"] = [](const std::string&) {
         return simulated::ConsoleRun{{{1, "hel"}, {1, "lo\r\n"}}};
     };
     machine.sessions.logOn(1);
-    machine.inside(body);
+    machine.inside(test);
 }
 
 DWORD startOther(const std::string& name) {

@@ -2,9 +2,6 @@
 
 #include "platform/windows/ownLibrary.h"
 
-#include <utility>
-#include <vector>
-
 #include <shlwapi.h>
 
 namespace kovra::contract {
@@ -42,18 +39,18 @@ void clear() {
 
 } // namespace
 
-struct PipeClient::End {
-    HANDLE pipe;
+struct PipeClient::End : FileHandle {
+    using FileHandle::FileHandle;
 };
 
-struct Mailslot::End {
-    HANDLE slot;
+struct Mailslot::End : FileHandle {
+    using FileHandle::FileHandle;
 };
 
-void play(void (*body)()) {
+void play(void (*test)()) {
     clear();
     ASSERT_TRUE(CreateDirectoryA(scratchFolder.c_str(), nullptr));
-    body();
+    test();
     clear();
 }
 
@@ -97,57 +94,57 @@ bool underWine() {
     return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-PipeClient::PipeClient(const std::string& name, bool isAnonymous)
-    : end_(std::make_unique<End>(End{CreateFileA(
-          ("\\\\.\\pipe\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-          isAnonymous ? SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS : 0, nullptr)})) {
-    DWORD mode = PIPE_READMODE_MESSAGE;
-    SetNamedPipeHandleState(end_->pipe, &mode, nullptr, nullptr);
+namespace {
+
+/// The message that is there.
+std::optional<std::string> take(const FileHandle& from) {
+    char message[512];
+    DWORD size = 0;
+    if (!ReadFile(from.get(), message, sizeof message, &size, nullptr))
+        return std::nullopt;
+    return std::string{message, size};
 }
 
-PipeClient::~PipeClient() {
-    close();
+} // namespace
+
+PipeClient::PipeClient(const std::string& name, bool isAnonymous)
+    : end_(std::make_unique<End>(CreateFileA(
+          ("\\\\.\\pipe\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+          isAnonymous ? SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS : 0, nullptr))) {
+    DWORD mode = PIPE_READMODE_MESSAGE;
+    SetNamedPipeHandleState(end_->get(), &mode, nullptr, nullptr);
 }
+
+PipeClient::~PipeClient() = default;
 
 bool PipeClient::connected() const {
-    return PeekNamedPipe(end_->pipe, nullptr, 0, nullptr, nullptr, nullptr) != FALSE;
+    return PeekNamedPipe(end_->get(), nullptr, 0, nullptr, nullptr, nullptr) != FALSE;
 }
 
 bool PipeClient::write(const std::string& message) {
     DWORD written = 0;
-    return WriteFile(end_->pipe, message.data(), static_cast<DWORD>(message.size()), &written, nullptr) !=
+    return WriteFile(end_->get(), message.data(), static_cast<DWORD>(message.size()), &written, nullptr) !=
            FALSE;
 }
 
 std::optional<std::string> PipeClient::read() {
     DWORD size = 0;
-    if (!PeekNamedPipe(end_->pipe, nullptr, 0, nullptr, &size, nullptr) || size == 0)
+    if (!PeekNamedPipe(end_->get(), nullptr, 0, nullptr, &size, nullptr) || size == 0)
         return std::nullopt;
-    char message[512];
-    if (!ReadFile(end_->pipe, message, sizeof message, &size, nullptr))
-        return std::nullopt;
-    return std::string{message, size};
+    return take(*end_);
 }
 
 void PipeClient::close() {
-    if (end_->pipe != INVALID_HANDLE_VALUE)
-        CloseHandle(std::exchange(end_->pipe, INVALID_HANDLE_VALUE));
+    end_->close();
 }
 
 Mailslot::Mailslot(const std::string& name)
-    : end_(std::make_unique<End>(End{CreateMailslotA(("\\\\.\\mailslot\\" + name).c_str(), 0, 0, nullptr)})) {
-}
+    : end_(std::make_unique<End>(CreateMailslotA(("\\\\.\\mailslot\\" + name).c_str(), 0, 0, nullptr))) {}
 
-Mailslot::~Mailslot() {
-    CloseHandle(end_->slot);
-}
+Mailslot::~Mailslot() = default;
 
 std::optional<std::string> Mailslot::read() {
-    char message[512];
-    DWORD size = 0;
-    if (!ReadFile(end_->slot, message, sizeof message, &size, nullptr))
-        return std::nullopt;
-    return std::string{message, size};
+    return take(*end_);
 }
 
 TEST(LibrariesContract, ExportsBearTheirPlainNames) {
