@@ -48,8 +48,11 @@ struct Mailslot::End : FileHandle {
 };
 
 void play(void (*test)()) {
-    clear();
-    ASSERT_TRUE(CreateDirectoryA(scratchFolder.c_str(), nullptr));
+    // The file of a program that has been ended is held for a moment longer.
+    ASSERT_TRUE(soon([] {
+        clear();
+        return CreateDirectoryA(scratchFolder.c_str(), nullptr) != FALSE;
+    }));
     test();
     clear();
 }
