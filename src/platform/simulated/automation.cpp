@@ -24,10 +24,23 @@ struct Object {
     [[nodiscard]] bool atEnd() const { return !file || position == content.size(); }
 };
 
-/// Null when there is none, or the call is to fail.
-Object* behind(const AutomationObject& object, bool fails) {
-    return fails ? nullptr : static_cast<Object*>(object.get());
-}
+/// One call of a method, and the object behind it: null when there is none, or the call is to fail.
+template <simulated::FunctionName name>
+class Method {
+public:
+    explicit Method(const AutomationObject& object)
+        : object_(call_.fails() ? nullptr : static_cast<Object*>(object.get())) {}
+
+    explicit operator bool() const { return object_ != nullptr; }
+
+    Object* operator->() const { return object_; }
+
+    Object& operator*() const { return *object_; }
+
+private:
+    Call<name> call_;
+    Object* object_;
+};
 
 AutomationObject makeObject(Object state) {
     return AutomationObject{new Object{std::move(state)}};
@@ -63,28 +76,18 @@ bool moveTo(const std::wstring& source, std::wstring destination) {
 }
 
 /// `%NAME%` replaced by the environment's value; one that the environment lacks stays as it is.
-std::wstring expanded(const std::wstring& text) {
+std::wstring expanded(std::wstring_view text) {
     const auto& environment = machine().shell.specialFolders.environment;
     std::wstring result;
-    std::size_t position = 0;
-    while (position < text.size()) {
-        const std::size_t opening = std::min(text.find(L'%', position), text.size());
-        result.append(text, position, opening - position);
-        position = opening;
-        const std::size_t closing = text.find(L'%', opening + 1);
-        if (closing == std::wstring::npos) {
-            result.append(text, position);
-            return result;
-        }
-        const auto value =
-            environment.find(std::wstring_view{text}.substr(opening + 1, closing - opening - 1));
-        if (value == environment.end()) {
-            result.append(text, opening, closing - opening); // the second sign may begin a name
-            position = closing;
-        } else {
+    while (!text.empty()) {
+        const std::size_t closing = text.find(L'%', 1);
+        const bool isName = text[0] == L'%' && closing != std::wstring_view::npos;
+        const auto value = isName ? environment.find(text.substr(1, closing - 1)) : environment.end();
+        if (value != environment.end())
             result += value->second;
-            position = closing + 1;
-        }
+        else
+            result += text[0]; // a second sign may begin a name
+        text.remove_prefix(value != environment.end() ? closing + 1 : 1);
     }
     return result;
 }
@@ -101,15 +104,13 @@ AutomationObject::~AutomationObject() {
 // Text streams
 
 std::optional<bool> TextStream::AtEndOfStream() const {
-    const Call<"TextStream.AtEndOfStream"> call;
-    const Object* const stream = behind(object_, call.fails());
-    return stream == nullptr ? std::nullopt : std::optional{stream->atEnd()};
+    const Method<"TextStream.AtEndOfStream"> stream{object_};
+    return !stream ? std::nullopt : std::optional{stream->atEnd()};
 }
 
 std::optional<std::wstring> TextStream::ReadLine() {
-    const Call<"TextStream.ReadLine"> call;
-    Object* const stream = behind(object_, call.fails());
-    if (stream == nullptr || stream->atEnd())
+    const Method<"TextStream.ReadLine"> stream{object_};
+    if (!stream || stream->atEnd())
         return std::nullopt;
     const std::size_t end = stream->content.find('\n', stream->position);
     std::string_view line =
@@ -121,9 +122,8 @@ std::optional<std::wstring> TextStream::ReadLine() {
 }
 
 std::optional<std::wstring> TextStream::ReadAll() {
-    const Call<"TextStream.ReadAll"> call;
-    Object* const stream = behind(object_, call.fails());
-    if (stream == nullptr || stream->atEnd())
+    const Method<"TextStream.ReadAll"> stream{object_};
+    if (!stream || stream->atEnd())
         return std::nullopt;
     const std::string_view rest = std::string_view{stream->content}.substr(stream->position);
     stream->position = stream->content.size();
@@ -131,9 +131,8 @@ std::optional<std::wstring> TextStream::ReadAll() {
 }
 
 bool TextStream::Write(const std::wstring& text) {
-    const Call<"TextStream.Write"> call;
-    Object* const stream = behind(object_, call.fails());
-    if (stream == nullptr || !stream->file)
+    const Method<"TextStream.Write"> stream{object_};
+    if (!stream || !stream->file)
         return false;
     // A stream of ANSI text refuses what the code page lacks.
     bool isComplete = true;
@@ -142,53 +141,47 @@ bool TextStream::Write(const std::wstring& text) {
 }
 
 void TextStream::Close() {
-    const Call<"TextStream.Close"> call;
-    if (Object* const stream = behind(object_, call.fails()); stream != nullptr && !call.fails())
+    const Method<"TextStream.Close"> stream{object_};
+    if (stream)
         stream->file.reset();
 }
 
 // Files and folders
 
 std::optional<std::wstring> File::Name() const {
-    const Call<"File.Name"> call;
-    const Object* const file = behind(object_, call.fails());
-    if (file == nullptr)
+    const Method<"File.Name"> file{object_};
+    if (!file)
         return std::nullopt;
     return file->path.substr(file->path.rfind(L'\\') + 1);
 }
 
 std::optional<std::wstring> File::Path() const {
-    const Call<"File.Path"> call;
-    const Object* const file = behind(object_, call.fails());
-    return file == nullptr ? std::nullopt : std::optional{file->path};
+    const Method<"File.Path"> file{object_};
+    return !file ? std::nullopt : std::optional{file->path};
 }
 
 std::optional<std::uint64_t> File::Size() const {
-    const Call<"File.Size"> call;
-    const Object* const file = behind(object_, call.fails());
-    const std::optional<std::string> content = file == nullptr ? std::nullopt : files().read(file->path);
+    const Method<"File.Size"> file{object_};
+    const std::optional<std::string> content = file ? files().read(file->path) : std::nullopt;
     return content ? std::optional<std::uint64_t>{content->size()} : std::nullopt;
 }
 
 std::optional<TextStream> File::OpenAsTextStream(IoMode mode) const {
-    const Call<"File.OpenAsTextStream"> call;
-    const Object* const file = behind(object_, call.fails());
-    if (file == nullptr || (mode == IoMode::ForWriting && !files().fileExists(file->path)))
+    const Method<"File.OpenAsTextStream"> file{object_};
+    if (!file || (mode == IoMode::ForWriting && !files().fileExists(file->path)))
         return std::nullopt;
     return openStream(file->path, mode, mode == IoMode::ForReading ? OPEN_EXISTING : CREATE_ALWAYS);
 }
 
 bool File::Delete(bool force) {
-    const Call<"File.Delete"> call;
-    const Object* const file = behind(object_, call.fails());
-    return file != nullptr && files().deleteFile(file->path, force);
+    const Method<"File.Delete"> file{object_};
+    return file && files().deleteFile(file->path, force);
 }
 
 std::vector<File> Folder::Files() const {
-    const Call<"Folder.Files"> call;
+    const Method<"Folder.Files"> folder{object_};
     std::vector<File> result;
-    const Object* const folder = behind(object_, call.fails());
-    if (folder == nullptr)
+    if (!folder)
         return result;
     const std::wstring prefix = endsInSeparator(folder->path) ? folder->path : folder->path + L'\\';
     for (const std::wstring& name : files().list(folder->path))
@@ -203,33 +196,33 @@ FileSystemObject FileSystemObject::create() {
 }
 
 bool FileSystemObject::FileExists(const std::wstring& path) const {
-    const Call<"FileSystemObject.FileExists"> call;
-    return !call.fails() && object_ && files().fileExists(path);
+    const Method<"FileSystemObject.FileExists"> self{object_};
+    return self && files().fileExists(path);
 }
 
 bool FileSystemObject::FolderExists(const std::wstring& path) const {
-    const Call<"FileSystemObject.FolderExists"> call;
-    return !call.fails() && object_ && files().folderExists(path);
+    const Method<"FileSystemObject.FolderExists"> self{object_};
+    return self && files().folderExists(path);
 }
 
 std::optional<File> FileSystemObject::GetFile(const std::wstring& path) const {
-    const Call<"FileSystemObject.GetFile"> call;
-    if (call.fails() || !object_ || !files().fileExists(path))
+    const Method<"FileSystemObject.GetFile"> self{object_};
+    if (!self || !files().fileExists(path))
         return std::nullopt;
     return File{makeObject({*files().fullPath(path)})};
 }
 
 std::optional<Folder> FileSystemObject::GetFolder(const std::wstring& path) const {
-    const Call<"FileSystemObject.GetFolder"> call;
-    if (call.fails() || !object_ || !files().folderExists(path))
+    const Method<"FileSystemObject.GetFolder"> self{object_};
+    if (!self || !files().folderExists(path))
         return std::nullopt;
     return Folder{makeObject({*files().fullPath(path)})};
 }
 
 std::optional<TextStream> FileSystemObject::OpenTextFile(const std::wstring& path, IoMode mode,
                                                          bool create) const {
-    const Call<"FileSystemObject.OpenTextFile"> call;
-    if (call.fails() || !object_)
+    const Method<"FileSystemObject.OpenTextFile"> self{object_};
+    if (!self)
         return std::nullopt;
     if (mode == IoMode::ForReading)
         return openStream(path, mode, create ? OPEN_ALWAYS : OPEN_EXISTING);
@@ -237,30 +230,30 @@ std::optional<TextStream> FileSystemObject::OpenTextFile(const std::wstring& pat
 }
 
 std::optional<TextStream> FileSystemObject::CreateTextFile(const std::wstring& path, bool overwrite) const {
-    const Call<"FileSystemObject.CreateTextFile"> call;
-    if (call.fails() || !object_ || (!overwrite && files().fileExists(path)))
+    const Method<"FileSystemObject.CreateTextFile"> self{object_};
+    if (!self || (!overwrite && files().fileExists(path)))
         return std::nullopt;
     return openStream(path, IoMode::ForWriting, CREATE_ALWAYS);
 }
 
 bool FileSystemObject::DeleteFile(const std::wstring& path, bool force) const {
-    const Call<"FileSystemObject.DeleteFile"> call;
-    return !call.fails() && object_ && files().deleteFile(path, force);
+    const Method<"FileSystemObject.DeleteFile"> self{object_};
+    return self && files().deleteFile(path, force);
 }
 
 bool FileSystemObject::DeleteFolder(const std::wstring& path, bool force) const {
-    const Call<"FileSystemObject.DeleteFolder"> call;
-    return !call.fails() && object_ && !endsInSeparator(path) && files().deleteFolder(path, force);
+    const Method<"FileSystemObject.DeleteFolder"> self{object_};
+    return self && !endsInSeparator(path) && files().deleteFolder(path, force);
 }
 
 bool FileSystemObject::MoveFile(const std::wstring& source, const std::wstring& destination) const {
-    const Call<"FileSystemObject.MoveFile"> call;
-    return !call.fails() && object_ && files().fileExists(source) && moveTo(source, destination);
+    const Method<"FileSystemObject.MoveFile"> self{object_};
+    return self && files().fileExists(source) && moveTo(source, destination);
 }
 
 bool FileSystemObject::MoveFolder(const std::wstring& source, const std::wstring& destination) const {
-    const Call<"FileSystemObject.MoveFolder"> call;
-    return !call.fails() && object_ && files().folderExists(source) && moveTo(source, destination);
+    const Method<"FileSystemObject.MoveFolder"> self{object_};
+    return self && files().folderExists(source) && moveTo(source, destination);
 }
 
 // The shell object
@@ -268,44 +261,40 @@ bool FileSystemObject::MoveFolder(const std::wstring& source, const std::wstring
 namespace {
 
 /// Sets a property where there is a shortcut and the call isn't to fail.
-template <typename Value>
-bool setProperty(Object* object, Value simulated::Shortcut::*property, const Value& value) {
-    if (object != nullptr)
+template <typename Setter, typename Value>
+bool setProperty(const Setter& object, Value simulated::Shortcut::*property, const Value& value) {
+    if (object)
         object->shortcut.*property = value;
-    return object != nullptr;
+    return static_cast<bool>(object);
 }
 
 } // namespace
 
 bool Shortcut::setTargetPath(const std::wstring& path) {
-    const Call<"Shortcut.setTargetPath"> call;
-    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::targetPath, path);
+    return setProperty(Method<"Shortcut.setTargetPath">{object_}, &simulated::Shortcut::targetPath, path);
 }
 
 bool Shortcut::setArguments(const std::wstring& arguments) {
-    const Call<"Shortcut.setArguments"> call;
-    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::arguments, arguments);
+    return setProperty(Method<"Shortcut.setArguments">{object_}, &simulated::Shortcut::arguments, arguments);
 }
 
 bool Shortcut::setWorkingDirectory(const std::wstring& path) {
-    const Call<"Shortcut.setWorkingDirectory"> call;
-    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::workingDirectory, path);
+    return setProperty(Method<"Shortcut.setWorkingDirectory">{object_},
+                       &simulated::Shortcut::workingDirectory, path);
 }
 
 bool Shortcut::setWindowStyle(std::int32_t style) {
-    const Call<"Shortcut.setWindowStyle"> call;
-    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::windowStyle, style);
+    return setProperty(Method<"Shortcut.setWindowStyle">{object_}, &simulated::Shortcut::windowStyle, style);
 }
 
 bool Shortcut::setIconLocation(const std::wstring& location) {
-    const Call<"Shortcut.setIconLocation"> call;
-    return setProperty(behind(object_, call.fails()), &simulated::Shortcut::iconLocation, location);
+    return setProperty(Method<"Shortcut.setIconLocation">{object_}, &simulated::Shortcut::iconLocation,
+                       location);
 }
 
 bool Shortcut::Save() {
-    const Call<"Shortcut.Save"> call;
-    const Object* const object = behind(object_, call.fails());
-    if (object == nullptr)
+    const Method<"Shortcut.Save"> object{object_};
+    if (!object)
         return false;
     std::optional<OpenFile> file = files().open(object->path, GENERIC_WRITE, 0, CREATE_ALWAYS);
     return file && file->write(machine().shell.contentOf(object->shortcut));
@@ -317,21 +306,21 @@ WshShell WshShell::create() {
 }
 
 std::optional<Shortcut> WshShell::createShortcut(const std::wstring& path) const {
-    const Call<"WshShell.createShortcut"> call;
+    const Method<"WshShell.createShortcut"> self{object_};
     constexpr std::wstring_view extension = L".lnk";
     const bool isLink =
         path.size() > extension.size() &&
         simulated::sameName(std::wstring_view{path}.substr(path.size() - extension.size()), extension);
     const std::optional<std::wstring> fullPath = files().fullPath(path);
-    if (call.fails() || !object_ || !isLink || !fullPath)
+    if (!self || !isLink || !fullPath)
         return std::nullopt;
     return Shortcut{
         makeObject({*fullPath, machine().shell.shortcutAt(*fullPath).value_or(simulated::Shortcut{})})};
 }
 
 std::optional<std::wstring> WshShell::ExpandEnvironmentStrings(const std::wstring& text) const {
-    const Call<"WshShell.ExpandEnvironmentStrings"> call;
-    return call.fails() || !object_ ? std::nullopt : std::optional{expanded(text)};
+    const Method<"WshShell.ExpandEnvironmentStrings"> self{object_};
+    return !self ? std::nullopt : std::optional{expanded(text)};
 }
 
 } // namespace kovra

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 
 namespace kovra::simulated {
 
@@ -28,13 +27,11 @@ SYSTEMTIME Clock::localTime() const {
 namespace {
 
 /// Gives a text as Windows does: its length with the terminator, 0 when the buffer is too small.
-int give(const char* text, LPSTR buffer, int size) {
-    const int needed = static_cast<int>(std::strlen(text)) + 1;
-    if (size == 0)
-        return needed;
+int give(std::string_view text, LPSTR buffer, int size) {
+    const int needed = static_cast<int>(text.size()) + 1;
     if (size < needed)
         return 0;
-    std::memcpy(buffer, text, static_cast<std::size_t>(needed));
+    buffer[text.copy(buffer, text.size())] = '\0';
     return needed;
 }
 

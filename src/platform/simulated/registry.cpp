@@ -10,7 +10,6 @@ namespace kovra::simulated {
 namespace {
 
 // What the launcher has no use for, in Windows' own names and values.
-constexpr LONG ERROR_BAD_PATHNAME = 161;
 constexpr LONG ERROR_KEY_DELETED = 1018;
 constexpr REGSAM KEY_QUERY_VALUE = 1;
 constexpr REGSAM KEY_SET_VALUE = 2;
@@ -25,11 +24,6 @@ std::wstring_view withoutEnd(std::wstring_view path) {
     return path.substr(0, path.size() - (path.ends_with(L'\\') ? 1 : 0));
 }
 
-/// A path none of whose names is empty.
-bool isValid(std::wstring_view path) {
-    return !path.starts_with(L'\\') && path.find(L"\\\\") == std::wstring_view::npos;
-}
-
 bool isBelow(std::wstring_view path, std::wstring_view key) {
     return path.size() > key.size() && path[key.size()] == L'\\' && sameName(path.substr(0, key.size()), key);
 }
@@ -40,12 +34,9 @@ bool isBelow(std::wstring_view path, std::wstring_view key) {
 
 void Registry::makeKey(std::wstring_view path) {
     path = withoutEnd(path);
-    for (std::size_t end = 0; end != std::wstring_view::npos; ++end) {
-        end = path.find(L'\\', end);
+    for (std::size_t end = path.find(L'\\'); end != std::wstring_view::npos; end = path.find(L'\\', end + 1))
         keys_.try_emplace(std::wstring{path.substr(0, end)});
-        if (end == std::wstring_view::npos)
-            break;
-    }
+    keys_.try_emplace(std::wstring{path});
 }
 
 void Registry::set(std::wstring_view path, std::wstring_view name, Value value) {
@@ -107,8 +98,6 @@ HKEY opened(std::wstring_view path, REGSAM access) {
 
 LONG Registry::open(std::wstring_view path, REGSAM access, HKEY& result) {
     path = withoutEnd(path);
-    if (!isValid(path))
-        return ERROR_BAD_PATHNAME;
     if (!keyExists(path))
         return missing;
     if ((access & writeAccess) != 0 && !mayChange(path, callersAccount()))
@@ -119,8 +108,6 @@ LONG Registry::open(std::wstring_view path, REGSAM access, HKEY& result) {
 
 LONG Registry::create(std::wstring_view path, REGSAM access, HKEY& result) {
     path = withoutEnd(path);
-    if (!isValid(path))
-        return ERROR_BAD_PATHNAME;
     if ((!keyExists(path) || (access & writeAccess) != 0) && !mayChange(path, callersAccount()))
         return denied;
     makeKey(path);

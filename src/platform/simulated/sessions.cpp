@@ -12,13 +12,8 @@ namespace kovra::simulated {
 
 namespace {
 
-void endIn(Processes& processes, const char* name, DWORD session) {
-    if (const Process* process = processes.find(name, session))
-        processes.end(process->id);
-}
-
-void endOwnIn(Processes& processes, const char* name, DWORD session) {
-    if (const Process* process = processes.findOwn(name, session))
+void end(Processes& processes, const Process* process) {
+    if (process != nullptr)
         processes.end(process->id);
 }
 
@@ -40,7 +35,7 @@ void Sessions::showLogonScreen(DWORD session) {
 }
 
 void Sessions::hideLogonScreen(DWORD session) {
-    endOwnIn(machine_.processes, "logonui.exe", session);
+    end(machine_.processes, machine_.processes.findOwn("logonui.exe", session));
 }
 
 void Sessions::switchTo(std::int32_t session) {
@@ -54,7 +49,7 @@ void Sessions::startShell(DWORD session) {
 }
 
 void Sessions::endShell(DWORD session) {
-    endIn(machine_.processes, "explorer.exe", session);
+    end(machine_.processes, machine_.processes.find("explorer.exe", session));
 }
 
 void Sessions::logOff(DWORD session) {
@@ -74,14 +69,13 @@ void Sessions::logOff(DWORD session) {
 void Sessions::close(DWORD session) {
     logOff(session);
     hideLogonScreen(session);
-    endOwnIn(machine_.processes, "winlogon.exe", session);
+    end(machine_.processes, machine_.processes.findOwn("winlogon.exe", session));
 }
 
 bool Sessions::exists(DWORD session) const {
     const std::vector<const Process*> processes = machine_.processes.list();
-    return session == 0 || std::any_of(processes.begin(), processes.end(), [session](const Process* process) {
-               return process->session == session;
-           });
+    return session == 0 || std::any_of(processes.begin(), processes.end(),
+                                       [&](const Process* each) { return each->session == session; });
 }
 
 bool Sessions::isDesktopOpen(DWORD session) const {

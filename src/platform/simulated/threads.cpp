@@ -22,9 +22,23 @@ DWORD wait(DWORD count, const HANDLE* handles, DWORD milliseconds) {
     return signalled;
 }
 
-bool areKnown(DWORD count, const HANDLE* handles) {
-    return std::all_of(handles, handles + count,
-                       [](HANDLE handle) { return machine().handles.findAny(handle) != nullptr; });
+template <FunctionName name>
+DWORD waitFor(DWORD count, const HANDLE* handles, DWORD milliseconds) {
+    DWORD result = WAIT_FAILED;
+    {
+        const Call<name> call;
+        if (call.fails())
+            return WAIT_FAILED;
+        const bool known = std::all_of(handles, handles + count, [](HANDLE handle) {
+            return machine().handles.findAny(handle) != nullptr;
+        });
+        call.expect(known, "an unknown handle");
+        if (known)
+            result = wait(count, handles, milliseconds);
+    }
+    if (result < WAIT_OBJECT_0 + count)
+        acquireFrom(handles[result - WAIT_OBJECT_0]);
+    return result;
 }
 
 } // namespace
@@ -70,36 +84,13 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* attributes, SIZE_T stackSize, LPTHREAD_
 }
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-    DWORD result = WAIT_FAILED;
-    {
-        const Call<"WaitForSingleObject"> call;
-        if (call.fails())
-            return WAIT_FAILED;
-        const bool known = areKnown(1, &handle);
-        call.expect(known, "an unknown handle");
-        if (known)
-            result = wait(1, &handle, milliseconds);
-    }
-    if (result == WAIT_OBJECT_0)
-        acquireFrom(handle);
-    return result;
+    return waitFor<"WaitForSingleObject">(1, &handle, milliseconds);
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds) {
-    DWORD result = WAIT_FAILED;
-    {
-        const Call<"WaitForMultipleObjects"> call;
-        call.expect(count > 0 && waitAll == FALSE, "count, wait for all");
-        if (call.fails())
-            return WAIT_FAILED;
-        const bool known = areKnown(count, handles);
-        call.expect(known, "an unknown handle");
-        if (known)
-            result = wait(count, handles, milliseconds);
-    }
-    if (result < WAIT_OBJECT_0 + count)
-        acquireFrom(handles[result - WAIT_OBJECT_0]);
-    return result;
+    if (waitAll != FALSE)
+        addMisuse("WaitForMultipleObjects", "a wait for all");
+    return waitFor<"WaitForMultipleObjects">(count, handles, milliseconds);
 }
 
 void Sleep(DWORD milliseconds) {

@@ -1,7 +1,7 @@
 #pragma once
 
 // The subset of Windows that the launcher calls, with Windows' own names, types and values. The simulated
-// machine implements it.
+// machine implements it. Parameters stand without a name where the declaration would not fit a line.
 
 #include <cstddef>
 #include <cstdint>
@@ -82,8 +82,7 @@ constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
 HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name);
 BOOL SetEvent(HANDLE event);
-HANDLE CreateThread(SECURITY_ATTRIBUTES* attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE start,
-                    LPVOID parameter, DWORD flags, LPDWORD threadId);
+HANDLE CreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, LPVOID, DWORD, LPDWORD);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
 BOOL CloseHandle(HANDLE handle);
@@ -137,8 +136,7 @@ constexpr DWORD TOKEN_ADJUST_PRIVILEGES = 32;
 constexpr DWORD SE_PRIVILEGE_ENABLED = 2;
 BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token);
 BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid);
-BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* state, DWORD length,
-                           TOKEN_PRIVILEGES* previous, DWORD* returnLength);
+BOOL AdjustTokenPrivileges(HANDLE, BOOL, TOKEN_PRIVILEGES*, DWORD, TOKEN_PRIVILEGES*, DWORD*);
 
 HMODULE GetModuleHandleA(LPCSTR name);
 FARPROC GetProcAddress(HMODULE module, LPCSTR name);
@@ -161,10 +159,8 @@ constexpr DWORD STARTF_USESHOWWINDOW = 1;
 constexpr DWORD STARTF_USESTDHANDLES = 256;
 constexpr DWORD NORMAL_PRIORITY_CLASS = 32;
 BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD size);
-BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUTES* processAttributes,
-                    SECURITY_ATTRIBUTES* threadAttributes, BOOL inheritHandles, DWORD flags,
-                    LPVOID environment, LPCSTR currentDirectory, STARTUPINFOA* startup,
-                    PROCESS_INFORMATION* information);
+BOOL CreateProcessA(LPCSTR, LPSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, LPVOID, LPCSTR,
+                    STARTUPINFOA*, PROCESS_INFORMATION*);
 
 // Services and the event log
 
@@ -205,16 +201,14 @@ constexpr DWORD SERVICE_AUTO_START = 2;
 constexpr DWORD SERVICE_ERROR_NORMAL = 1;
 SC_HANDLE OpenSCManagerA(LPCSTR machine, LPCSTR database, DWORD access);
 SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD access);
-SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD access, DWORD serviceType,
-                         DWORD startType, DWORD errorControl, LPCSTR binaryPath, LPCSTR loadOrderGroup,
-                         DWORD* tagId, LPCSTR dependencies, LPCSTR startName, LPCSTR password);
+SC_HANDLE CreateServiceA(SC_HANDLE, LPCSTR, LPCSTR, DWORD, DWORD, DWORD, DWORD, LPCSTR, LPCSTR, DWORD*,
+                         LPCSTR, LPCSTR, LPCSTR);
 BOOL DeleteService(SC_HANDLE service);
 BOOL CloseServiceHandle(SC_HANDLE handle);
 
 constexpr WORD EVENTLOG_INFORMATION_TYPE = 4;
 HANDLE RegisterEventSourceA(LPCSTR server, LPCSTR source);
-BOOL ReportEventA(HANDLE log, WORD type, WORD category, DWORD eventId, PSID userSid, WORD stringCount,
-                  DWORD dataSize, LPCSTR* strings, LPVOID data);
+BOOL ReportEventA(HANDLE, WORD, WORD, DWORD, PSID, WORD, DWORD, LPCSTR*, LPVOID);
 BOOL DeregisterEventSource(HANDLE log);
 
 // Pipes, mailslots, files
@@ -236,8 +230,7 @@ constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x2000000;
 constexpr DWORD FILE_BEGIN = 0;
 constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
 constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
-HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes, DWORD disposition,
-                   DWORD flags, HANDLE templateFile);
+HANDLE CreateFileA(LPCSTR, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE);
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped);
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, OVERLAPPED* overlapped);
 DWORD GetFileSize(HANDLE file, DWORD* sizeHigh);
@@ -249,8 +242,7 @@ constexpr DWORD PIPE_ACCESS_DUPLEX = 3;
 constexpr DWORD PIPE_NOWAIT = 1;
 constexpr DWORD PIPE_READMODE_MESSAGE = 2;
 constexpr DWORD PIPE_TYPE_MESSAGE = 4;
-HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxInstances, DWORD outBufferSize,
-                        DWORD inBufferSize, DWORD defaultTimeOut, SECURITY_ATTRIBUTES* attributes);
+HANDLE CreateNamedPipeA(LPCSTR, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD, SECURITY_ATTRIBUTES*);
 BOOL ConnectNamedPipe(HANDLE pipe, OVERLAPPED* overlapped);
 BOOL DisconnectNamedPipe(HANDLE pipe);
 
@@ -292,8 +284,7 @@ struct FILE_PIPE_LOCAL_INFORMATION {
 
 enum FILE_INFORMATION_CLASS { FilePipeLocalInformation = 24 };
 
-NTSTATUS NtQueryInformationFile(HANDLE file, IO_STATUS_BLOCK* status, PVOID information, ULONG length,
-                                FILE_INFORMATION_CLASS informationClass);
+NTSTATUS NtQueryInformationFile(HANDLE, IO_STATUS_BLOCK*, PVOID, ULONG, FILE_INFORMATION_CLASS);
 
 constexpr UINT GMEM_ZEROINIT = 0x40;
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T size);
@@ -317,8 +308,7 @@ constexpr DWORD REG_SZ = 1;
 constexpr DWORD REG_DWORD = 4;
 constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
 LONG RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* result);
-LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR keyClass, DWORD options, REGSAM access,
-                     const SECURITY_ATTRIBUTES* attributes, HKEY* result, DWORD* disposition);
+LONG RegCreateKeyExA(HKEY, LPCSTR, DWORD, LPSTR, DWORD, REGSAM, const SECURITY_ATTRIBUTES*, HKEY*, DWORD*);
 LONG RegCloseKey(HKEY key);
 LONG RegDeleteKeyA(HKEY key, LPCSTR path);
 LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
@@ -329,8 +319,7 @@ LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE*
 using HWND = struct WindowHandle*;
 using HINSTANCE = struct InstanceHandle*;
 constexpr int SW_HIDE = 0;
-HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parameters, LPCSTR directory,
-                        int show);
+HINSTANCE ShellExecuteA(HWND, LPCSTR, LPCSTR, LPCSTR, LPCSTR, int);
 
 struct ITEMIDLIST;
 constexpr int CSIDL_STARTUP = 0x07;
