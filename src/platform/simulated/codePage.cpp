@@ -20,40 +20,34 @@ bool isPlain(wchar_t unit) {
     return unit >= 0 && unit < 0x80; // the same in every code page
 }
 
-/// One direction of the C library's converter.
-class Converter {
-public:
-    Converter(const std::string& to, const std::string& from)
-        : descriptor_(iconv_open(to.c_str(), from.c_str())) {}
+struct ClosesConverter {
+    using pointer = iconv_t;
 
-    ~Converter() {
-        if (*this)
-            iconv_close(descriptor_);
-    }
-
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
-
-    explicit operator bool() const { return descriptor_ != iconv_t(-1); }
-
-    /// Converts one character. 0, EILSEQ when the bytes are none, EINVAL when some are missing.
-    int convert(std::string_view character, std::string& result) const {
-        std::array<char, 8> output;
-        char* in = const_cast<char*>(character.data());
-        char* out = output.data();
-        std::size_t inLeft = character.size();
-        std::size_t outLeft = output.size();
-        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
-        if (iconv(descriptor_, &in, &inLeft, &out, &outLeft) == std::size_t(-1))
-            return errno;
-        iconv(descriptor_, nullptr, nullptr, &out, &outLeft); // one held back for what may follow it
-        result.assign(output.data(), output.size() - outLeft);
-        return 0;
-    }
-
-private:
-    iconv_t descriptor_;
+    void operator()(iconv_t descriptor) const { iconv_close(descriptor); }
 };
+
+/// One direction of the C library's converter; null where it doesn't know the code pages.
+using Converter = std::unique_ptr<void, ClosesConverter>;
+
+Converter makeConverter(const std::string& to, const std::string& from) {
+    const iconv_t descriptor = iconv_open(to.c_str(), from.c_str());
+    return Converter{descriptor == iconv_t(-1) ? nullptr : descriptor};
+}
+
+/// Converts one character. 0, EILSEQ when the bytes are none, EINVAL when some are missing.
+int convert(const Converter& converter, std::string_view character, std::string& result) {
+    std::array<char, 8> output;
+    char* in = const_cast<char*>(character.data());
+    char* out = output.data();
+    std::size_t inLeft = character.size();
+    std::size_t outLeft = output.size();
+    iconv(converter.get(), nullptr, nullptr, nullptr, nullptr);
+    if (iconv(converter.get(), &in, &inLeft, &out, &outLeft) == std::size_t(-1))
+        return errno;
+    iconv(converter.get(), nullptr, nullptr, &out, &outLeft); // one held back for what may follow it
+    result.assign(output.data(), output.size() - outLeft);
+    return 0;
+}
 
 std::wstring unitsOf(std::string_view littleEndian) {
     std::wstring text;
@@ -75,8 +69,8 @@ std::string bytesOf(std::wstring_view units) {
 class Converters {
 public:
     explicit Converters(UINT number)
-        : toUnits("UTF-16LE", nameOf(number)),
-          toBytes(nameOf(number), "UTF-16LE"),
+        : toUnits(makeConverter("UTF-16LE", nameOf(number))),
+          toBytes(makeConverter(nameOf(number), "UTF-16LE")),
           isUtf8(number == CP_UTF8),
           isJapanese(number == japanese) {}
 
@@ -86,7 +80,7 @@ public:
         int error = EINVAL;
         std::size_t count = 0;
         while (error == EINVAL && count < bytes.size())
-            error = toUnits.convert(bytes.substr(0, ++count), units);
+            error = convert(toUnits, bytes.substr(0, ++count), units);
         const BYTE first = static_cast<BYTE>(bytes[0]);
         // What could have become a character has one stand-in.
         if (error == EILSEQ && count > 1 && (isUtf8 || bytes[count - 1] == '\0'))
@@ -108,12 +102,12 @@ public:
     /// Takes the first character off the text; empty when the code page lacks it.
     [[nodiscard]] std::optional<std::string> takeCharacter(std::wstring_view& text) const {
         std::string bytes;
-        const bool isPair = toBytes.convert(bytesOf(text.substr(0, 1)), bytes) == EINVAL && isUtf8;
+        const bool isPair = convert(toBytes, bytesOf(text.substr(0, 1)), bytes) == EINVAL && isUtf8;
         const std::wstring_view character = text.substr(0, isPair ? 2 : 1);
         const wchar_t unit = text[0];
         text.remove_prefix(1);
         // What the converter takes for one alike doesn't come back.
-        if (toBytes.convert(bytesOf(character), bytes) == 0 && comesBack(bytes, character)) {
+        if (convert(toBytes, bytesOf(character), bytes) == 0 && comesBack(bytes, character)) {
             text.remove_prefix(character.size() - 1);
             return bytes;
         }

@@ -19,11 +19,11 @@ constexpr DWORD anyWrite = GENERIC_WRITE | FILE_APPEND_DATA;
 } // namespace
 
 /// A file, a folder, or a drive's or share's root.
-struct FileNode : std::enable_shared_from_this<FileNode> {
+struct FileNode : FileAttributes, std::enable_shared_from_this<FileNode> {
     FileNode(std::wstring_view itsName, bool folder, FileNode* itsParent)
-        : name(itsName),
-          parent(itsParent),
-          isFolder(folder) {}
+        : FileAttributes{.isFolder = folder},
+          name(itsName),
+          parent(itsParent) {}
 
     /// A file below can outlast the folder while it is open.
     ~FileNode() {
@@ -36,12 +36,6 @@ struct FileNode : std::enable_shared_from_this<FileNode> {
 
     std::wstring name;
     FileNode* parent; // null: a root, or a file that was removed while it was open
-    bool isFolder;
-    bool readOnly = false;
-    bool loaded = false;
-    bool inUse = false;
-    bool writesDenied = false;
-    std::wstring linkTarget; // of a file: it is a symbolic link; of a folder: a junction
     std::shared_ptr<std::string> content = std::make_shared<std::string>(); // one for all names of a file
     std::map<std::wstring, std::shared_ptr<FileNode>, Caseless> children;
 
@@ -92,10 +86,6 @@ struct FileNode : std::enable_shared_from_this<FileNode> {
 
     [[nodiscard]] std::wstring path() const {
         return parent == nullptr ? name : parent->path() + L'\\' + name;
-    }
-
-    [[nodiscard]] FileFacts facts() const {
-        return {isFolder, readOnly, loaded, inUse, writesDenied, linkTarget, *content};
     }
 };
 
@@ -256,27 +246,27 @@ void FileSystem::remove(std::wstring_view path) {
         node->take();
 }
 
-void FileSystem::mark(std::wstring_view path, bool FileNode::*mark, bool value) const {
+void FileSystem::mark(std::wstring_view path, bool FileAttributes::*mark, bool value) const {
     if (FileNode* const node = find(path))
         node->*mark = value;
 }
 
 void FileSystem::setReadOnly(std::wstring_view path, bool readOnly) {
-    mark(path, &FileNode::readOnly, readOnly);
+    mark(path, &FileAttributes::readOnly, readOnly);
 }
 
 void FileSystem::setLoaded(std::wstring_view path, bool loaded) {
-    mark(path, &FileNode::loaded, loaded);
+    mark(path, &FileAttributes::loaded, loaded);
 }
 
 void FileSystem::setInUse(std::wstring_view path, bool inUse) {
-    mark(path, &FileNode::inUse, inUse);
+    mark(path, &FileAttributes::inUse, inUse);
 }
 
 void FileSystem::denyWrites(std::wstring_view path, bool denied) {
     if (find(path) == nullptr)
         makeFolder(path);
-    mark(path, &FileNode::writesDenied, denied);
+    mark(path, &FileAttributes::writesDenied, denied);
 }
 
 void FileSystem::addName(std::wstring_view file, std::wstring_view name) {
@@ -330,7 +320,7 @@ std::wstring FileSystem::linkTarget(std::wstring_view path) const {
 namespace {
 
 void addFacts(const FileNode& node, const std::wstring& path, FileSnapshot& snapshot) {
-    snapshot.emplace(path, node.facts());
+    snapshot.emplace(path, std::pair{static_cast<const FileAttributes&>(node), *node.content});
     for (const auto& [key, child] : node.children)
         addFacts(*child, path + L'\\' + child->name, snapshot);
 }

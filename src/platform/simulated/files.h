@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kovra::simulated {
@@ -47,21 +48,20 @@ private:
     std::shared_ptr<void> opener_, holder_; // one of the node's
 };
 
-/// What can be told of a file or folder, for comparison.
-struct FileFacts {
+/// What can be told of a file or folder, but for its content.
+struct FileAttributes {
     bool isFolder = false;
     bool readOnly = false;
     bool loaded = false;
     bool inUse = false;
     bool writesDenied = false;
-    std::wstring linkTarget; ///< empty when it is no link
-    std::string content;
+    std::wstring linkTarget{}; ///< of a symbolic link, or a folder that is a junction; else empty
 
-    bool operator==(const FileFacts&) const = default;
+    bool operator==(const FileAttributes&) const = default;
 };
 
-/// By full path; what a junction shows stands under its own path alone.
-using FileSnapshot = std::map<std::wstring, FileFacts>;
+/// Attributes and content by full path; what a junction shows stands under its own path alone.
+using FileSnapshot = std::map<std::wstring, std::pair<FileAttributes, std::string>>;
 
 /// The machine's drives and network shares with their folders and files. Names keep their case, which doesn't
 /// count. A path is a drive's ("C:\a"), a share's ("\\server\share\a"), or goes out from the current folder
@@ -145,7 +145,7 @@ private:
     [[nodiscard]] FileNode* findFile(std::wstring_view path) const;
     FileNode* makeFolders(const ParsedPath& path, std::size_t count);
     bool deleteTree(FileNode& node, bool force, int depth = 0);
-    void mark(std::wstring_view path, bool FileNode::*mark, bool value) const;
+    void mark(std::wstring_view path, bool FileAttributes::*mark, bool value) const;
 
     std::map<std::wstring, std::shared_ptr<FileNode>, Caseless> volumes_;
 };

@@ -26,8 +26,6 @@ class Thread {
 public:
     [[nodiscard]] Process* process() const { return process_; }
 
-    [[nodiscard]] bool ended() const { return ended_; }
-
     DWORD lastError = 0;
     std::optional<ClientIdentity> impersonated; ///< in whose name it acts; empty: in the process's
     std::uint64_t polledAt = UINT64_MAX;        ///< when it last looked for messages and found none

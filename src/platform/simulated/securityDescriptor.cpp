@@ -29,8 +29,7 @@ BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision) {
     const Call<"InitializeSecurityDescriptor"> call;
     if (call.fails() || descriptor == nullptr || revision != SECURITY_DESCRIPTOR_REVISION)
         return FALSE;
-    *static_cast<SECURITY_DESCRIPTOR*>(descriptor) = {};
-    static_cast<Descriptor*>(descriptor)->revision = static_cast<BYTE>(revision);
+    *static_cast<Descriptor*>(descriptor) = {static_cast<BYTE>(revision), 0, 0};
     return TRUE;
 }
 

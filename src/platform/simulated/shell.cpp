@@ -8,11 +8,10 @@ namespace kovra::simulated {
 
 namespace {
 
-/// The text between the first pair of double quotes; the whole text without one.
-std::string unquoted(const std::string& text) {
-    const std::size_t opening = text.find('"');
-    const std::size_t closing = opening == std::string::npos ? opening : text.find('"', opening + 1);
-    return closing == std::string::npos ? text : text.substr(opening + 1, closing - opening - 1);
+/// The text between the double quotes.
+std::string quotedIn(const std::string& text) {
+    const std::size_t start = text.find('"') + 1;
+    return text.substr(start, text.find('"', start) - start);
 }
 
 // What the shell extension does to the registry by itself.
@@ -61,7 +60,7 @@ void Shell::execute(const ShellCall& call, DWORD session, Account account) {
         if (call.parameters.starts_with("start ") && account != Account::user)
             machine_.services.start(call.parameters.substr(6));
     } else if (program == "regedit") {
-        if (const auto bytes = machine_.files.read(machine_.codePage.toWide(unquoted(call.parameters))))
+        if (const auto bytes = machine_.files.read(machine_.codePage.toWide(quotedIn(call.parameters))))
             machine_.registry.import(*bytes, machine_.codePage, account);
     } else if (program == "regsvr32.exe") {
         // The extension's own registration: its context menu entry.
