@@ -16,7 +16,7 @@ set(LONG_SCENARIOS sixty-days)
 list(TRANSFORM THREAD_TESTS PREPEND "${PROJECT_SOURCE_DIR}/tests/")
 list(TRANSFORM LONG_TESTS PREPEND "${PROJECT_SOURCE_DIR}/tests/")
 file(GLOB_RECURSE TEST_SOURCES CONFIGURE_DEPENDS tests/*.cpp)
-list(FILTER TEST_SOURCES EXCLUDE REGEX "/tests/(platform/)?windows/")
+list(FILTER TEST_SOURCES EXCLUDE REGEX "/tests/(windows|platform/(windows|differences))/")
 list(REMOVE_ITEM TEST_SOURCES ${THREAD_TESTS} ${LONG_TESTS})
 
 # What the tests share: every file that is no test.
@@ -44,6 +44,11 @@ endfunction()
 add_tests(tests unit ${TEST_SOURCES})
 add_tests(threadTests thread ${THREAD_TESTS})
 add_tests(longTests long ${LONG_TESTS})
+
+# What scripts/differences plays beside the same on a Windows
+file(GLOB DIFFERENCES_SOURCES CONFIGURE_DEPENDS tests/platform/differences/*.cpp)
+add_executable(differences ${DIFFERENCES_SOURCES} tests/platform/simulated/contract.cpp)
+target_link_libraries(differences PRIVATE launcher GTest::gtest)
 
 file(GLOB SCENARIOS CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/scenarios" scenarios/*.scenario)
 foreach(file IN LISTS SCENARIOS)

@@ -61,5 +61,5 @@ ExternalProject_Add(windowsTests
         -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}-posix -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${CMAKE_BINARY_DIR}/bin
     DEPENDS sess ext # which the contract loads from the folder of its program
     BUILD_ALWAYS TRUE
-    BUILD_COMMAND "${CMAKE_COMMAND}" --build . --target contractTests windowsChecks
+    BUILD_COMMAND "${CMAKE_COMMAND}" --build . --target contractTests differences windowsChecks
     INSTALL_COMMAND "")

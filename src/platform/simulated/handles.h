@@ -53,6 +53,7 @@ struct OpenedService {
 
 struct OpenedKey {
     std::wstring path;
+    int deletions; // of keys at that path, ahead of this one
     REGSAM access;
 };
 

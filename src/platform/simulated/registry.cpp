@@ -88,13 +88,15 @@ bool Registry::mayChange(std::wstring_view path, Account account) const {
            });
 }
 
-namespace {
-
-HKEY opened(std::wstring_view path, REGSAM access) {
-    return static_cast<HKEY>(machine().handles.add(OpenedKey{std::wstring{path}, access}));
+HKEY Registry::opened(std::wstring_view path, REGSAM access) {
+    std::wstring own{path};
+    const int deletions = deletions_[own];
+    return static_cast<HKEY>(machine().handles.add(OpenedKey{std::move(own), deletions, access}));
 }
 
-} // namespace
+bool Registry::isThere(const OpenedKey& key) const {
+    return keyExists(key.path) && deletions_.at(key.path) == key.deletions;
+}
 
 LONG Registry::open(std::wstring_view path, REGSAM access, HKEY& result) {
     path = withoutEnd(path);
@@ -125,6 +127,7 @@ LONG Registry::deleteKey(std::wstring_view path) {
     if (hasKeys || !mayChange(path, callersAccount()))
         return denied;
     keys_.erase(key);
+    ++deletions_[std::wstring{path}];
     return done;
 }
 
@@ -132,7 +135,7 @@ LONG Registry::setValue(HKEY key, std::wstring_view name, Value value) {
     const OpenedKey* const handle = machine().handles.find<OpenedKey>(key);
     if (handle == nullptr)
         return static_cast<LONG>(ERROR_INVALID_HANDLE);
-    if (!keyExists(handle->path))
+    if (!isThere(*handle))
         return ERROR_KEY_DELETED;
     if ((handle->access & KEY_SET_VALUE) == 0)
         return denied;
@@ -144,6 +147,8 @@ LONG Registry::getValue(HKEY key, std::wstring_view name, Value& value) const {
     const OpenedKey* const handle = machine().handles.find<OpenedKey>(key);
     if (handle == nullptr)
         return static_cast<LONG>(ERROR_INVALID_HANDLE);
+    if (!isThere(*handle))
+        return ERROR_KEY_DELETED;
     if ((handle->access & KEY_QUERY_VALUE) == 0)
         return denied;
     const std::optional<Value> found = this->value(handle->path, name);

@@ -11,6 +11,8 @@
 
 namespace kovra::simulated {
 
+struct OpenedKey;
+
 class CodePage;
 
 /// What is below HKEY_CLASSES_ROOT, the one root that the launcher knows. Names keep their case, which
@@ -69,7 +71,11 @@ public:
 private:
     [[nodiscard]] bool mayChange(std::wstring_view path, Account account) const;
 
+    [[nodiscard]] HKEY opened(std::wstring_view path, REGSAM access);
+    [[nodiscard]] bool isThere(const OpenedKey& key) const;
+
     Contents keys_;
+    std::map<std::wstring, int, Caseless> deletions_;
 };
 
 } // namespace kovra::simulated

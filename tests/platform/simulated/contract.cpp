@@ -37,7 +37,8 @@ std::wstring wide(const std::string& path) {
 } // namespace
 
 void makeFolder(const std::string& path) {
-    machine().files.makeFolder(wide(path));
+    if (machine().files.folderExists(wide(path.substr(0, path.rfind('\\', path.size() - 2)))))
+        machine().files.makeFolder(wide(path));
 }
 
 void makeReadOnly(const std::string& path) {
@@ -90,7 +91,9 @@ Mailslot::Mailslot(const std::string& name) : end_(std::make_unique<End>(End{nam
     machine().mailslots.make(name);
 }
 
-Mailslot::~Mailslot() = default;
+Mailslot::~Mailslot() {
+    machine().mailslots.remove(end_->name);
+}
 
 std::optional<std::string> Mailslot::read() {
     std::vector<std::string>& messages = machine().mailslots.find(end_->name)->messages;

@@ -71,11 +71,11 @@ DWORD startOther(const std::string& name) {
 }
 
 void makeFolder(const std::string& path) {
-    EXPECT_TRUE(CreateDirectoryA(path.c_str(), nullptr));
+    CreateDirectoryA(path.c_str(), nullptr);
 }
 
 void makeReadOnly(const std::string& path) {
-    EXPECT_TRUE(SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY));
+    SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY);
 }
 
 void addName(const std::string& file, const std::string& name) {
@@ -158,13 +158,3 @@ TEST(LibrariesContract, ExportsBearTheirPlainNames) {
 }
 
 } // namespace kovra::contract
-
-int main(int argumentCount, char** arguments) {
-    constexpr DWORD longEnoughMs = 60'000;
-    if (std::string{arguments[0]}.starts_with(kovra::contract::scratchFolder)) { // another program
-        Sleep(longEnoughMs);
-        return 0;
-    }
-    testing::InitGoogleTest(&argumentCount, arguments);
-    return RUN_ALL_TESTS();
-}
