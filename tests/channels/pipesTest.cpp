@@ -60,7 +60,7 @@ public:
 TEST(Pipes, AnswersWithinAPassAndThenLetsTheClientGo) {
     PipeMachine machine;
     machine.play(50);
-    EXPECT_TRUE(machine.pipes.find("kovraLauncherPipe")->openToEveryone);
+    EXPECT_TRUE(machine.pipes.pipes.front()->openToEveryone);
     const auto talk = machine.pipes.say("hello", {.readsOn = true, .closesAfter = never});
     machine.play(160);
     EXPECT_EQ(talk->connectedAt, 52U);

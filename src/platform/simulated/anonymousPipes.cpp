@@ -1,5 +1,3 @@
-#include "platform/simulated/anonymousPipes.h"
-
 #include "platform/simulated/machine.h"
 
 namespace kovra::simulated {

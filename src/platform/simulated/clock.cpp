@@ -2,26 +2,19 @@
 
 #include "platform/simulated/machine.h"
 
-#include <chrono>
 #include <cstdio>
+#include <ctime>
 
 namespace kovra::simulated {
 
 SYSTEMTIME Clock::localTime() const {
-    using namespace std::chrono;
-    const auto start = sys_days{year{2026} / November / 17} + hours{12} + minutes{5} + seconds{28};
-    const auto now = start + milliseconds{scheduler_.now()};
-    const auto day = floor<days>(now);
-    const year_month_day date{day};
-    const hh_mm_ss time{now - day};
-    return {static_cast<WORD>(static_cast<int>(date.year())),
-            static_cast<WORD>(static_cast<unsigned>(date.month())),
-            static_cast<WORD>(weekday{day}.c_encoding()),
-            static_cast<WORD>(static_cast<unsigned>(date.day())),
-            static_cast<WORD>(time.hours().count()),
-            static_cast<WORD>(time.minutes().count()),
-            static_cast<WORD>(time.seconds().count()),
-            static_cast<WORD>(duration_cast<milliseconds>(time.subseconds()).count())};
+    constexpr std::time_t start = 1'794'917'128; // 11/17/2026, 12:05:28
+    const std::time_t now = start + static_cast<std::time_t>(scheduler_.now() / 1000);
+    const std::tm time = *std::gmtime(&now);
+    const auto word = [](auto number) { return static_cast<WORD>(number); };
+    return {word(time.tm_year + 1900), word(time.tm_mon + 1),        word(time.tm_wday),
+            word(time.tm_mday),        word(time.tm_hour),           word(time.tm_min),
+            word(time.tm_sec),         word(scheduler_.now() % 1000)};
 }
 
 namespace {

@@ -199,16 +199,11 @@ int handOver(const Text& result, Character* target, int targetSize) {
     return targetSize != 0 && targetSize < size ? 0 : size;
 }
 
-/// The source, with its terminator where the size is -1; empty when an argument is wrong.
+/// The source, with its terminator where the size is -1.
 template <typename Character>
-std::optional<std::basic_string_view<Character>> sourceOf(const Character* source, int sourceSize,
-                                                          const void* target, int targetSize) {
-    if (source == nullptr || sourceSize == 0 || sourceSize < -1 || targetSize < 0 ||
-        (target == nullptr && targetSize != 0))
-        return std::nullopt;
-    if (sourceSize == -1)
-        return std::basic_string_view<Character>{source, std::char_traits<Character>::length(source) + 1};
-    return std::basic_string_view<Character>{source, static_cast<std::size_t>(sourceSize)};
+std::basic_string_view<Character> sourceOf(const Character* source, int size) {
+    return {source,
+            size == -1 ? std::char_traits<Character>::length(source) + 1 : static_cast<std::size_t>(size)};
 }
 
 } // namespace
@@ -221,24 +216,22 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceSiz
                         int targetSize) {
     const Call<"MultiByteToWideChar"> call;
     const std::optional<CodePage> page = codePageOf(codePage);
-    const auto bytes = sourceOf(source, sourceSize, target, targetSize);
-    if (call.fails() || !page || !bytes || flags != 0)
+    if (call.fails() || !page || flags != 0)
         return 0;
-    return handOver(page->toWide(*bytes), target, targetSize);
+    return handOver(page->toWide(sourceOf(source, sourceSize)), target, targetSize);
 }
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceSize, LPSTR target,
                         int targetSize, LPCSTR defaultCharacter, BOOL* usedDefaultCharacter) {
     const Call<"WideCharToMultiByte"> call;
     const std::optional<CodePage> page = codePageOf(codePage);
-    const auto text = sourceOf(source, sourceSize, target, targetSize);
     call.expect(defaultCharacter == nullptr && usedDefaultCharacter == nullptr, "a character of one's own");
-    if (call.fails() || !page || !text)
+    if (call.fails() || !page)
         return 0;
     if (page->number() == CP_UTF8 && flags != 0) {
         setLastError(ERROR_INVALID_FLAGS);
         return 0;
     }
     call.expect(page->number() == CP_UTF8 || flags == WC_NO_BEST_FIT_CHARS, "characters that are alike");
-    return handOver(page->toAnsi(*text), target, targetSize);
+    return handOver(page->toAnsi(sourceOf(source, sourceSize)), target, targetSize);
 }

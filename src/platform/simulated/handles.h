@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/simulated/anonymousPipes.h"
 #include "platform/simulated/files.h"
 #include "platform/simulated/scheduler.h"
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +17,15 @@ namespace kovra::simulated {
 struct Pipe;
 struct Mailslot;
 struct Service;
+
+/// What an anonymous pipe's two ends share.
+struct AnonymousPipe {
+    std::deque<char> bytes;
+    int writers = 1; ///< holders of the write end
+
+    /// Waits for bytes; no when nobody is left to write any.
+    BOOL read(char* buffer, DWORD size, DWORD& read);
+};
 
 // The kinds of handles, by what stands behind them.
 

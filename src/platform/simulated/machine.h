@@ -57,8 +57,6 @@ public:
     explicit Machine(Program launcher = nullptr);
     /// Ends every launcher process that still runs.
     ~Machine();
-    Machine(const Machine&) = delete;
-    Machine& operator=(const Machine&) = delete;
 
     Scheduler scheduler;
     Clock clock{scheduler};

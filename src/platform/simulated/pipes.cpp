@@ -8,13 +8,14 @@
 namespace kovra::simulated {
 
 bool PipeClient::connect(std::string_view name) {
-    const auto pipe = machine_.pipes.find(name);
-    if (pipe == nullptr || pipe->state != Pipe::State::listening || !pipe->openToEveryone)
+    for (const std::shared_ptr<Pipe>& pipe : machine_.pipes.pipes)
+        if (sameName(pipe->name, name) && pipe->state == Pipe::State::listening && pipe->openToEveryone)
+            pipe_ = pipe;
+    if (pipe_ == nullptr)
         return false;
-    pipe->state = Pipe::State::connected;
-    pipe->client = this;
-    pipe->clientIdentity = identity;
-    pipe_ = pipe;
+    pipe_->state = Pipe::State::connected;
+    pipe_->client = this;
+    pipe_->clientIdentity = identity;
     return true;
 }
 
@@ -46,12 +47,6 @@ void PipeClient::drop() {
     pipe_.reset();
     if (const auto dropped = onDropped)
         dropped();
-}
-
-std::shared_ptr<Pipe> Pipes::find(std::string_view name) const {
-    const auto pipe = std::find_if(pipes.begin(), pipes.end(),
-                                   [&](const auto& each) { return sameName(each->name, name); });
-    return pipe == pipes.end() ? nullptr : *pipe;
 }
 
 BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {

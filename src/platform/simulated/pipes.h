@@ -94,8 +94,6 @@ public:
     /// busy or missing), writes, reads, closes.
     std::shared_ptr<Conversation> say(const std::string& message, const ClientManner& manner = {});
 
-    [[nodiscard]] std::shared_ptr<Pipe> find(std::string_view name) const;
-
     static constexpr std::string_view prefix = "\\\\.\\pipe\\";
 
     std::vector<std::shared_ptr<Pipe>> pipes;

@@ -9,6 +9,8 @@ namespace kovra::simulated {
 
 namespace {
 
+constexpr DWORD debugPrivilege = 20;
+
 struct ProcessValue {
     void* (*make)();
     void (*drop)(void*);
@@ -296,12 +298,6 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
         *token = machine().handles.add(Token{access});
     return !call.fails();
 }
-
-namespace {
-
-constexpr DWORD debugPrivilege = 20;
-
-} // namespace
 
 BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid) {
     const Call<"LookupPrivilegeValueA"> call;

@@ -54,8 +54,6 @@ public:
     explicit Processes(Machine& machine) : machine_(machine) {}
 
     ~Processes();
-    Processes(const Processes&) = delete;
-    Processes& operator=(const Processes&) = delete;
 
     /// Puts a process into the list, at its end, and calls what `onStart` holds for it. Gives its id.
     DWORD start(const std::string& name, DWORD session, Account account = Account::user);

@@ -10,7 +10,6 @@ namespace kovra::simulated {
 namespace {
 
 // What the launcher has no use for, in Windows' own names and values.
-constexpr LONG ERROR_KEY_DELETED = 1018;
 constexpr REGSAM KEY_QUERY_VALUE = 1;
 constexpr REGSAM KEY_SET_VALUE = 2;
 constexpr REGSAM writeAccess = KEY_ALL_ACCESS & ~KEY_READ;
@@ -49,8 +48,10 @@ void Registry::setText(std::wstring_view path, std::wstring_view name, std::wstr
 }
 
 void Registry::removeKey(std::wstring_view path) {
-    std::erase_if(keys_, [key = withoutEnd(path)](const auto& each) {
-        return sameName(each.first, key) || isBelow(each.first, key);
+    std::erase_if(keys_, [this, key = withoutEnd(path)](const auto& each) {
+        const bool goes = sameName(each.first, key) || isBelow(each.first, key);
+        deletions_[each.first] += goes ? 1 : 0;
+        return goes;
     });
 }
 
@@ -80,82 +81,21 @@ std::optional<std::wstring> Registry::text(std::wstring_view path, std::wstring_
     return std::move(found->text);
 }
 
-// What the launcher's calls come down to
+int Registry::deletions(std::wstring_view path) const {
+    const auto found = deletions_.find(withoutEnd(path));
+    return found == deletions_.end() ? 0 : found->second;
+}
+
+bool Registry::hasKeysBelow(std::wstring_view path) const {
+    return std::any_of(keys_.begin(), keys_.end(),
+                       [key = withoutEnd(path)](const auto& each) { return isBelow(each.first, key); });
+}
 
 bool Registry::mayChange(std::wstring_view path, Account account) const {
+    path = withoutEnd(path);
     return account != Account::user && std::none_of(keys_.begin(), keys_.end(), [&](const auto& each) {
                return each.second.writesDenied && (sameName(path, each.first) || isBelow(path, each.first));
            });
-}
-
-HKEY Registry::opened(std::wstring_view path, REGSAM access) {
-    std::wstring own{path};
-    const int deletions = deletions_[own];
-    return static_cast<HKEY>(machine().handles.add(OpenedKey{std::move(own), deletions, access}));
-}
-
-bool Registry::isThere(const OpenedKey& key) const {
-    return keyExists(key.path) && deletions_.at(key.path) == key.deletions;
-}
-
-LONG Registry::open(std::wstring_view path, REGSAM access, HKEY& result) {
-    path = withoutEnd(path);
-    if (!keyExists(path))
-        return missing;
-    if ((access & writeAccess) != 0 && !mayChange(path, callersAccount()))
-        return denied;
-    result = opened(path, access);
-    return done;
-}
-
-LONG Registry::create(std::wstring_view path, REGSAM access, HKEY& result) {
-    path = withoutEnd(path);
-    if ((!keyExists(path) || (access & writeAccess) != 0) && !mayChange(path, callersAccount()))
-        return denied;
-    makeKey(path);
-    result = opened(path, access);
-    return done;
-}
-
-LONG Registry::deleteKey(std::wstring_view path) {
-    path = withoutEnd(path);
-    const auto key = keys_.find(path);
-    if (key == keys_.end())
-        return missing;
-    const bool hasKeys =
-        std::any_of(keys_.begin(), keys_.end(), [&](const auto& each) { return isBelow(each.first, path); });
-    if (hasKeys || !mayChange(path, callersAccount()))
-        return denied;
-    keys_.erase(key);
-    ++deletions_[std::wstring{path}];
-    return done;
-}
-
-LONG Registry::setValue(HKEY key, std::wstring_view name, Value value) {
-    const OpenedKey* const handle = machine().handles.find<OpenedKey>(key);
-    if (handle == nullptr)
-        return static_cast<LONG>(ERROR_INVALID_HANDLE);
-    if (!isThere(*handle))
-        return ERROR_KEY_DELETED;
-    if ((handle->access & KEY_SET_VALUE) == 0)
-        return denied;
-    set(handle->path, name, std::move(value));
-    return done;
-}
-
-LONG Registry::getValue(HKEY key, std::wstring_view name, Value& value) const {
-    const OpenedKey* const handle = machine().handles.find<OpenedKey>(key);
-    if (handle == nullptr)
-        return static_cast<LONG>(ERROR_INVALID_HANDLE);
-    if (!isThere(*handle))
-        return ERROR_KEY_DELETED;
-    if ((handle->access & KEY_QUERY_VALUE) == 0)
-        return denied;
-    const std::optional<Value> found = this->value(handle->path, name);
-    if (!found)
-        return missing;
-    value = *found;
-    return done;
 }
 
 namespace {
@@ -170,25 +110,46 @@ LONG failure() {
     return static_cast<LONG>(currentThread()->lastError);
 }
 
+/// The key that the handle was opened for is still there.
+bool isThere(const OpenedKey& key) {
+    return machine().registry.keyExists(key.path) && machine().registry.deletions(key.path) == key.deletions;
+}
+
+LONG open(const std::wstring& path, REGSAM access, bool changes, HKEY& result) {
+    if (changes && !machine().registry.mayChange(path, callersAccount()))
+        return denied;
+    machine().registry.makeKey(path);
+    result =
+        static_cast<HKEY>(machine().handles.add(OpenedKey{path, machine().registry.deletions(path), access}));
+    return done;
+}
+
 } // namespace
 
 } // namespace kovra::simulated
 
 using namespace kovra::simulated;
 
-LONG RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* result) {
+LONG RegOpenKeyExA(HKEY root, LPCSTR path, DWORD options, REGSAM access, HKEY* result) {
     const Call<"RegOpenKeyExA"> call;
-    call.expect(key == HKEY_CLASSES_ROOT && options == 0, "root, options");
-    return call.fails() ? failure() : machine().registry.open(argument(path), access, *result);
+    call.expect(root == HKEY_CLASSES_ROOT && options == 0, "root, options");
+    if (call.fails())
+        return failure();
+    const std::wstring key = argument(path);
+    return machine().registry.keyExists(key) ? open(key, access, (access & writeAccess) != 0, *result)
+                                             : missing;
 }
 
-LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR keyClass, DWORD options, REGSAM access,
+LONG RegCreateKeyExA(HKEY root, LPCSTR path, DWORD reserved, LPSTR keyClass, DWORD options, REGSAM access,
                      const SECURITY_ATTRIBUTES* attributes, HKEY* result, DWORD*) {
     const Call<"RegCreateKeyExA"> call;
-    call.expect(key == HKEY_CLASSES_ROOT && reserved == 0 && keyClass == nullptr &&
+    call.expect(root == HKEY_CLASSES_ROOT && reserved == 0 && keyClass == nullptr &&
                     options == REG_OPTION_NON_VOLATILE && attributes == nullptr,
                 "root, class, options, attributes");
-    return call.fails() ? failure() : machine().registry.create(argument(path), access, *result);
+    if (call.fails())
+        return failure();
+    const std::wstring key = argument(path);
+    return open(key, access, (access & writeAccess) != 0 || !machine().registry.keyExists(key), *result);
 }
 
 LONG RegCloseKey(HKEY key) {
@@ -198,10 +159,19 @@ LONG RegCloseKey(HKEY key) {
     return closed ? done : static_cast<LONG>(ERROR_INVALID_HANDLE);
 }
 
-LONG RegDeleteKeyA(HKEY key, LPCSTR path) {
+LONG RegDeleteKeyA(HKEY root, LPCSTR path) {
     const Call<"RegDeleteKeyA"> call;
-    call.expect(key == HKEY_CLASSES_ROOT, "root");
-    return call.fails() ? failure() : machine().registry.deleteKey(argument(path));
+    call.expect(root == HKEY_CLASSES_ROOT, "root");
+    if (call.fails())
+        return failure();
+    Registry& registry = machine().registry;
+    const std::wstring key = argument(path);
+    if (!registry.keyExists(key))
+        return missing;
+    if (registry.hasKeysBelow(key) || !registry.mayChange(key, callersAccount()))
+        return denied;
+    registry.removeKey(key);
+    return done;
 }
 
 LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
@@ -209,13 +179,19 @@ LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYT
     call.expect(reserved == 0, "reserved");
     if (call.fails())
         return failure();
+    const OpenedKey* const opened = machine().handles.find<OpenedKey>(key);
+    if (opened == nullptr || !isThere(*opened))
+        return static_cast<LONG>(ERROR_INVALID_HANDLE);
+    if ((opened->access & KEY_SET_VALUE) == 0)
+        return denied;
     const std::string bytes{reinterpret_cast<const char*>(data), size};
     Registry::Value value{type};
     if (type == REG_SZ)
         value.text = machine().codePage.toWide(bytes);
     else
         value.bytes = bytes;
-    return machine().registry.setValue(key, argument(name), value);
+    machine().registry.set(opened->path, argument(name), value);
+    return done;
 }
 
 LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
@@ -223,14 +199,19 @@ LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE*
     call.expect(reserved == nullptr && data != nullptr, "reserved, no room for the value");
     if (call.fails())
         return failure();
-    Registry::Value value;
-    if (const LONG error = machine().registry.getValue(key, argument(name), value); error != done)
-        return error;
-    const std::string bytes = value.type == REG_SZ ? machine().codePage.toAnsi(value.text) : value.bytes;
+    const OpenedKey* const opened = machine().handles.find<OpenedKey>(key);
+    if (opened == nullptr || !isThere(*opened))
+        return static_cast<LONG>(ERROR_INVALID_HANDLE);
+    if ((opened->access & KEY_QUERY_VALUE) == 0)
+        return denied;
+    const std::optional<Registry::Value> value = machine().registry.value(opened->path, argument(name));
+    if (!value)
+        return missing;
+    const std::string bytes = value->type == REG_SZ ? machine().codePage.toAnsi(value->text) : value->bytes;
     const bool fits = bytes.size() <= *size;
     if (fits)
         std::copy(bytes.begin(), bytes.end(), data);
-    *type = value.type;
+    *type = value->type;
     *size = static_cast<DWORD>(bytes.size());
     return fits ? done : static_cast<LONG>(ERROR_MORE_DATA);
 }

@@ -11,8 +11,6 @@
 
 namespace kovra::simulated {
 
-struct OpenedKey;
-
 class CodePage;
 
 /// What is below HKEY_CLASSES_ROOT, the one root that the launcher knows. Names keep their case, which
@@ -59,23 +57,16 @@ public:
     /// denied, is skipped.
     void import(std::string_view file, const CodePage& codePage, Account account);
 
-    // What the launcher's calls come down to. Each gives Windows' error code.
-
-    LONG open(std::wstring_view path, REGSAM access, HKEY& result);
-    LONG create(std::wstring_view path, REGSAM access, HKEY& result);
-    /// Deletes a key that has no keys below it.
-    LONG deleteKey(std::wstring_view path);
-    LONG setValue(HKEY key, std::wstring_view name, Value value);
-    LONG getValue(HKEY key, std::wstring_view name, Value& value) const;
-
-private:
+    [[nodiscard]] bool hasKeysBelow(std::wstring_view path) const;
+    /// Whether a process of the account may write into the key and make keys below it, be it there or not.
     [[nodiscard]] bool mayChange(std::wstring_view path, Account account) const;
 
-    [[nodiscard]] HKEY opened(std::wstring_view path, REGSAM access);
-    [[nodiscard]] bool isThere(const OpenedKey& key) const;
+    /// How often the key has been deleted: a handle to a deleted one doesn't reach the key that is made anew.
+    [[nodiscard]] int deletions(std::wstring_view path) const;
 
+private:
     Contents keys_;
-    std::map<std::wstring, int, Caseless> deletions_;
+    std::map<std::wstring, int, Caseless> deletions_; // by path
 };
 
 } // namespace kovra::simulated

@@ -52,8 +52,6 @@ public:
 
     Scheduler();
     ~Scheduler();
-    Scheduler(const Scheduler&) = delete;
-    Scheduler& operator=(const Scheduler&) = delete;
 
     /// Milliseconds since the machine started, which never wrap.
     [[nodiscard]] std::uint64_t now() const { return now_; }

@@ -61,8 +61,8 @@ bool ServiceManager::start(std::string_view name) {
     service->state = SERVICE_START_PENDING;
     service->processId =
         machine_.processes.launch(image.substr(1, closing - 1), arguments, 0, Account::localSystem, service);
-    service->connection_ = &connections_.emplace_back();
-    service->connection_->processId = service->processId;
+    service->connection = &connections_.emplace_back();
+    service->connection->processId = service->processId;
     if (service->processId == 0)
         service->state = SERVICE_STOPPED;
     return service->processId != 0;
@@ -81,7 +81,7 @@ bool ServiceManager::control(std::string_view name, DWORD code) const {
     if ((code == SERVICE_CONTROL_STOP && (accepted & SERVICE_ACCEPT_STOP) == 0) ||
         (code == SERVICE_CONTROL_SHUTDOWN && (accepted & SERVICE_ACCEPT_SHUTDOWN) == 0))
         return false;
-    service->connection_->controls.push_back(code);
+    service->connection->controls.push_back(code);
     return true;
 }
 
@@ -103,7 +103,37 @@ void ServiceManager::processEnded(const Process& process) {
     dropIfDone(service);
 }
 
-BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
+SC_HANDLE ServiceManager::open(Service* service, DWORD access) {
+    const bool isUser = callersAccount() == Account::user;
+    const DWORD managerRights = isUser ? everybodysManagerRights : SC_MANAGER_ALL_ACCESS;
+    const DWORD serviceRights = isUser ? everybodysServiceRights : SERVICE_ALL_ACCESS;
+    if (denied || (access & ~(service == nullptr ? managerRights : serviceRights)) != 0)
+        return nullptr;
+    if (service != nullptr)
+        ++service->openHandles;
+    return static_cast<SC_HANDLE>(machine_.handles.add(OpenedService{service, access}));
+}
+
+void ServiceManager::closed(Service* service) {
+    if (service == nullptr)
+        return;
+    --service->openHandles;
+    dropIfDone(*service);
+}
+
+void ServiceManager::dropIfDone(Service& service) {
+    const std::vector<const Process*> processes = machine_.processes.list();
+    const bool inUse = std::any_of(processes.begin(), processes.end(),
+                                   [&](const Process* process) { return process->service == &service; });
+    if (service.markedForDelete && service.openHandles == 0 && !inUse)
+        services_.remove_if([&](const Service& each) { return &each == &service; });
+}
+
+} // namespace kovra::simulated
+
+using namespace kovra::simulated;
+
+BOOL StartServiceCtrlDispatcherA(const SERVICE_TABLE_ENTRYA* table) {
     Process& process = *currentThread()->process();
     Service* service = process.service;
     ServiceConnection* connection = nullptr;
@@ -114,8 +144,8 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
         call.expect(table[0].lpServiceName != nullptr && table[1].lpServiceName == nullptr &&
                         table[1].lpServiceProc == nullptr,
                     "a table of one service, and its end");
-        connection = service->connection_;
-        machine_.scheduler.start(process, [entry = table[0].lpServiceProc, name = table[0].lpServiceName] {
+        connection = service->connection;
+        machine().scheduler.start(process, [entry = table[0].lpServiceProc, name = table[0].lpServiceName] {
             LPSTR arguments[] = {name, nullptr};
             entry(1, arguments);
         });
@@ -126,8 +156,8 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
         {
             const InsideMachine inside;
             std::vector<DWORD>& controls = connection->controls;
-            machine_.scheduler.blockUntil(Scheduler::never,
-                                          [&] { return !controls.empty() || connection->stopped; });
+            machine().scheduler.blockUntil(Scheduler::never,
+                                           [&] { return !controls.empty() || connection->stopped; });
             // What was sent ahead of the last report still reaches the handler behind it.
             if (controls.empty())
                 return TRUE;
@@ -141,71 +171,12 @@ BOOL ServiceManager::dispatch(const SERVICE_TABLE_ENTRYA* table) {
     }
 }
 
-SERVICE_STATUS_HANDLE ServiceManager::registerHandler(LPHANDLER_FUNCTION handler) {
-    Service* service = currentThread()->process()->service;
-    if (service == nullptr)
-        return nullptr;
-    service->connection_->handler = handler;
-    return reinterpret_cast<SERVICE_STATUS_HANDLE>(service);
-}
-
-BOOL ServiceManager::report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status) {
-    Service* service = reinterpret_cast<Service*>(handle);
-    const Process& process = *currentThread()->process();
-    if (service == nullptr || service != process.service)
-        return FALSE;
-    ServiceConnection& connection = *service->connection_;
-    const bool current = connection.processId == process.id;
-    if (!current || connection.stopped)
-        machine_.misuses.emplace_back("a report behind SERVICE_STOPPED");
-    if (!current)
-        return FALSE;
-    // A control reaches the service's process behind its first report.
-    releaseTo(service);
-    service->reports.push_back(status);
-    service->state = status.dwCurrentState;
-    connection.stopped = connection.stopped || status.dwCurrentState == SERVICE_STOPPED;
-    machine_.tell(Side::launcher, std::string{"service is "} + nameOfState(status.dwCurrentState));
-    return TRUE;
-}
-
-SC_HANDLE ServiceManager::open(Service* service, DWORD access) {
-    const bool isUser = callersAccount() == Account::user;
-    const DWORD managerRights = isUser ? everybodysManagerRights : SC_MANAGER_ALL_ACCESS;
-    const DWORD serviceRights = isUser ? everybodysServiceRights : SERVICE_ALL_ACCESS;
-    if (denied || (access & ~(service == nullptr ? managerRights : serviceRights)) != 0)
-        return nullptr;
-    if (service != nullptr)
-        ++service->openHandles_;
-    return static_cast<SC_HANDLE>(machine_.handles.add(OpenedService{service, access}));
-}
-
-void ServiceManager::closed(Service* service) {
-    if (service == nullptr)
-        return;
-    --service->openHandles_;
-    dropIfDone(*service);
-}
-
-void ServiceManager::dropIfDone(Service& service) {
-    const std::vector<const Process*> processes = machine_.processes.list();
-    const bool inUse = std::any_of(processes.begin(), processes.end(),
-                                   [&](const Process* process) { return process->service == &service; });
-    if (service.markedForDelete && service.openHandles_ == 0 && !inUse)
-        services_.remove_if([&](const Service& each) { return &each == &service; });
-}
-
-} // namespace kovra::simulated
-
-using namespace kovra::simulated;
-
-BOOL StartServiceCtrlDispatcherA(const SERVICE_TABLE_ENTRYA* table) {
-    return machine().services.dispatch(table);
-}
-
 SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerA(LPCSTR, LPHANDLER_FUNCTION handler) {
     const Call<"RegisterServiceCtrlHandlerA"> call;
-    return call.fails() ? nullptr : machine().services.registerHandler(handler);
+    Service* const service = call.fails() ? nullptr : currentThread()->process()->service;
+    if (service != nullptr)
+        service->connection->handler = handler;
+    return reinterpret_cast<SERVICE_STATUS_HANDLE>(service);
 }
 
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status) {
@@ -214,7 +185,22 @@ BOOL SetServiceStatus(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status) {
     call.expect(copy.dwServiceType == SERVICE_WIN32_OWN_PROCESS && copy.dwWin32ExitCode == 0 &&
                     copy.dwServiceSpecificExitCode == 0,
                 "type, exit codes");
-    return call.fails() ? FALSE : machine().services.report(handle, copy);
+    Service* const service = reinterpret_cast<Service*>(handle);
+    const Process& process = *currentThread()->process();
+    if (call.fails() || service == nullptr || service != process.service)
+        return FALSE;
+    ServiceConnection& connection = *service->connection;
+    const bool isLastStart = connection.processId == process.id;
+    call.expect(isLastStart && !connection.stopped, "a report behind SERVICE_STOPPED");
+    if (!isLastStart)
+        return FALSE;
+    // A control reaches the service's process behind its first report.
+    releaseTo(service);
+    service->reports.push_back(copy);
+    service->state = copy.dwCurrentState;
+    connection.stopped = connection.stopped || copy.dwCurrentState == SERVICE_STOPPED;
+    machine().tell(Side::launcher, std::string{"service is "} + nameOfState(copy.dwCurrentState));
+    return TRUE;
 }
 
 SC_HANDLE OpenSCManagerA(LPCSTR computer, LPCSTR database, DWORD access) {

@@ -35,11 +35,8 @@ struct Service {
 
     [[nodiscard]] std::vector<DWORD> reportedStates() const;
 
-private:
-    friend class ServiceManager;
-
-    ServiceConnection* connection_ = nullptr; // of the last start
-    int openHandles_ = 0;
+    ServiceConnection* connection = nullptr; ///< of the last start
+    int openHandles = 0;
 };
 
 /// The service manager and its database.
@@ -64,9 +61,6 @@ public:
     void processEnded(const Process& process);
 
     // What the launcher's calls come down to.
-    BOOL dispatch(const SERVICE_TABLE_ENTRYA* table);
-    SERVICE_STATUS_HANDLE registerHandler(LPHANDLER_FUNCTION handler);
-    BOOL report(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status);
     /// Opens the service, or the manager itself. Null where the calling process's
     /// account may not do what it asks for.
     SC_HANDLE open(Service* service, DWORD access);

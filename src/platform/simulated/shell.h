@@ -18,7 +18,6 @@ class Machine;
 /// Where programs find things: the shell's special folders and the environment.
 struct SpecialFolders {
     SpecialFolders();
-    ~SpecialFolders();
 
     /// The logged-on user's and everybody's, by CSIDL number; a lookup of one that isn't there fails.
     std::map<int, std::wstring> paths;
@@ -27,7 +26,7 @@ struct SpecialFolders {
     std::map<std::wstring, std::wstring, Caseless> environment;
 
     /// The item lists that were given out and not freed.
-    std::map<const void*, std::unique_ptr<ITEMIDLIST>> lists;
+    std::map<const void*, std::shared_ptr<ITEMIDLIST>> lists;
 };
 
 /// One call of ShellExecuteA.

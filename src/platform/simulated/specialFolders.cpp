@@ -8,12 +8,6 @@ struct ITEMIDLIST {
 
 namespace kovra::simulated {
 
-namespace {
-
-constexpr HRESULT failed = static_cast<HRESULT>(0x80004005U);
-
-} // namespace
-
 SpecialFolders::SpecialFolders() {
     const std::wstring roaming = L"C:\\Users\\user\\AppData\\Roaming";
     const std::wstring shared = L"C:\\ProgramData";
@@ -30,8 +24,6 @@ SpecialFolders::SpecialFolders() {
         {L"windir", L"C:\\Windows"}};
 }
 
-SpecialFolders::~SpecialFolders() = default;
-
 } // namespace kovra::simulated
 
 using namespace kovra::simulated;
@@ -45,8 +37,8 @@ HRESULT SHGetSpecialFolderLocation(HWND, int folder, ITEMIDLIST** list) {
     const auto& paths = areServices ? folders.servicesPaths : folders.paths;
     const auto found = paths.find(folder);
     if (call.fails() || found == paths.end())
-        return failed;
-    auto given = std::make_unique<ITEMIDLIST>(ITEMIDLIST{found->second});
+        return static_cast<HRESULT>(0x80004005U); // E_FAIL
+    auto given = std::make_shared<ITEMIDLIST>(ITEMIDLIST{found->second});
     *list = given.get();
     folders.lists.emplace(*list, std::move(given));
     return 0;
