@@ -190,9 +190,10 @@ TEST(IncomingCommands, CarryOutTheJobsOfTheCommandLine) {
     }
     ShellMachine machine;
     machine.files.write(L"C:\\a new one\\ffmpeg.exe", "");
-    insideService(machine, [] {
+    insideService(machine, [&] {
         static_cast<void>(handleCommand(L"installFfmpegFrom  C:\\a new one "));
         static_cast<void>(handleCommand(L"registerContextMenu whatever"));
+        EXPECT_EQ(machine.timesTraced("done registering windows 7 context menu : True"), 1U);
         static_cast<void>(handleCommand(L"unregisterContextMenu"));
     });
     EXPECT_TRUE(machine.files.fileExists(L"C:\\Kovra\\bin\\ffmpeg\\ffmpeg.exe"));
@@ -207,7 +208,10 @@ TEST(IncomingCommands, AnUnreadableLanguageFileLeavesTheServiceRunning) {
     const auto talk = machine.pipes.say("registerContextMenu");
     machine.play(1000);
     EXPECT_EQ(talk->reply, "OK");
-    EXPECT_TRUE(machine.traced("Kovra language file cannot be read"));
+    EXPECT_EQ(machine.timesTraced("Kovra language file cannot be read"), 1U);
+    machine.pipes.say("unregisterContextMenu");
+    machine.play(1000);
+    EXPECT_EQ(machine.timesTraced("Kovra language file cannot be read"), 2U);
     EXPECT_EQ(machine.services.find("Kovra")->state, SERVICE_RUNNING);
     EXPECT_THAT(machine.shell.messageBoxes, IsEmpty());
 }

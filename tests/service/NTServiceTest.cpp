@@ -105,6 +105,12 @@ TEST(NTService, AnyOtherControlReportsTheStateAgain) {
     }
     EXPECT_THAT(machine.services.find("Kovra")->reportedStates(), ElementsAre(2U, 4U, 4U, 4U));
     EXPECT_TRUE(machine.serviceRuns());
+    machine.pipes.say("relaunchApp useSessionId=1"); // its pass takes a while
+    EXPECT_TRUE(machine.playUntil([&] { return machine.traced("Kill kovra"); }, 1000));
+    machine.services.control("Kovra", SERVICE_CONTROL_STOP);
+    machine.services.control("Kovra", SERVICE_CONTROL_INTERROGATE);
+    machine.play(1000);
+    EXPECT_THAT(machine.services.find("Kovra")->reportedStates(), ElementsAre(2U, 4U, 4U, 4U, 3U, 3U, 1U));
 }
 
 TEST(NTService, ACommandReachesTheWatchdogInTheNextPass) {

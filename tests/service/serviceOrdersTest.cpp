@@ -43,6 +43,11 @@ public:
         EXPECT_TRUE(playUntil([&] { return processes.find("kovraLauncher.exe") == nullptr; }, 10'000));
         const std::vector<DWORD> states = services.find("Kovra")->reportedStates();
         EXPECT_EQ(states.empty() ? 0 : states.back(), SERVICE_STOPPED);
+        const auto startsLate = [](DWORD before, DWORD state) {
+            return state == SERVICE_START_PENDING &&
+                   (before == SERVICE_RUNNING || before == SERVICE_STOP_PENDING);
+        };
+        EXPECT_EQ(std::adjacent_find(states.begin(), states.end(), startsLate), states.end());
     }
 
 private:

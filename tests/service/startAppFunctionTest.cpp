@@ -93,6 +93,15 @@ TEST(StartByService, AForcedSessionServesOneStart) {
         EXPECT_TRUE(machine.traced("No explorer found in session " + std::to_string(row.watched) +
                                    " (forcedSessionId=" + target + ")"));
     }
+    ServiceMachine machine;
+    machine.sessions.open(1);
+    machine.sessions.logOn(1);
+    machine.sessions.startShell(1);
+    insideService(machine, [&] {
+        appRunState->forcedSessionId = 2;
+        startApplication(L"");
+        EXPECT_TRUE(appRunState->restartWhenExplorerStarts) << "the shell of another session doesn't count";
+    });
 }
 
 TEST(StartByService, TheAnswerTellsTheSessionAndTheRights) {
