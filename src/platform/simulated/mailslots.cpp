@@ -28,10 +28,6 @@ BOOL Mailslots::deliver(const std::shared_ptr<Mailslot>& slot, std::string_view 
     return TRUE;
 }
 
-void Mailslots::remove(std::string_view name) {
-    std::erase_if(slots_, [&](const auto& slot) { return sameName(slot->name, name); });
-}
-
 void Mailslots::processEnded(const Process& process) {
     std::erase_if(slots_, [&](const auto& slot) { return slot->owner == process.id; });
 }

@@ -22,7 +22,6 @@ public:
     explicit Mailslots(Machine& machine) : machine_(machine) {}
 
     Mailslot& make(const std::string& name, DWORD owner = 0);
-    void remove(std::string_view name);
     /// Null when there is no such slot.
     [[nodiscard]] std::shared_ptr<Mailslot> find(std::string_view name) const;
 

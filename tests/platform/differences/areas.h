@@ -38,14 +38,18 @@ struct Area {
     std::string (*end)();
 };
 
-extern const Area files, registry, services, pipe, mailslots, text;
+extern const Area files, registry, services, pipe;
 
 /// The bytes as they can stand in a line.
 std::string shown(const std::string& bytes);
 
-/// "NAME(WHAT)=yes", or no.
-inline std::string tell(const std::string& name, const std::string& what, bool outcome) {
-    return name + "(" + shown(what) + ")=" + (outcome ? "yes" : "no");
+/// A call that is done, or what came of it.
+inline std::string told(const std::string& call, const std::string& what) {
+    return call + "(" + shown(what) + ")";
+}
+
+inline std::string told(const std::string& call, const std::string& what, bool outcome) {
+    return told(call, what) + (outcome ? "=yes" : "=no");
 }
 
 } // namespace kovra::differences

@@ -23,11 +23,11 @@ FileSystemObject& fileSystem() {
     return object;
 }
 
-std::wstring wide(const std::string& bytes) {
-    std::wstring text;
-    for (const char byte : bytes)
-        text += static_cast<wchar_t>(static_cast<unsigned char>(byte));
-    return text;
+std::wstring pathOf(const std::string& name) {
+    std::wstring path;
+    for (const char byte : contract::scratchFolder + "\\" + name)
+        path += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+    return path;
 }
 
 std::string shown(const std::optional<std::wstring>& text) {
@@ -39,166 +39,127 @@ std::string shown(const std::optional<std::wstring>& text) {
     return differences::shown(bytes);
 }
 
+bool make(const std::string& path, const std::string& content) {
+    const FileHandle file{CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    DWORD written = 0;
+    WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr);
+    return static_cast<bool>(file);
+}
+
 /// What other programs do.
 std::string worldStep(Draw& draw, const std::string& name, const std::string& path) {
-    switch (draw.below(5)) {
-    case 0:
+    const std::uint32_t kind = draw.below(5);
+    if (kind == 0) {
         contract::makeFolder(path);
-        return "folder(" + differences::shown(name) + ")";
-    case 1: {
-        const std::string fixed = draw.of(readOnlyNames);
-        const std::string fixedPath = contract::scratchFolder + "\\" + fixed;
-        if (fileSystem().FileExists(wide(fixedPath)))
-            return {};
-        const bool isMade = FileHandle{CreateFileA(fixedPath.c_str(), GENERIC_WRITE, 0, nullptr,
-                                                   CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)}
-                                .get() != INVALID_HANDLE_VALUE;
-        if (isMade)
-            contract::makeReadOnly(fixedPath);
-        return tell("read-only", fixed, isMade);
+        return told("folder", name);
     }
-    default: {
-        const std::string content = draw.of(contents);
-        const FileHandle made{CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                          nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
-        DWORD written = 0;
-        WriteFile(made.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr);
-        return tell("make", name + ":" + content, static_cast<bool>(made));
-    }
-    }
-}
-
-std::string handleStep(Draw& draw, const std::string& name, const std::string& path) {
-    const FileHandle file{CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
-    std::string told = tell("read from", name, static_cast<bool>(file));
-    for (std::uint32_t left = file ? 1 + draw.below(4) : 0; left > 0; --left) {
-        const LONG place = static_cast<LONG>(draw.below(9));
-        LONG high = 0;
-        DWORD size = 0;
-        char bytes[8];
-        switch (draw.below(3)) {
-        case 0:
-            told += " size=" + std::to_string(GetFileSize(file.get(), nullptr));
-            break;
-        case 1:
-            SetFilePointer(file.get(), place, &high, FILE_BEGIN);
-            told += " from " + std::to_string(place);
-            break;
-        default:
-            if (!ReadFile(file.get(), bytes, 1 + draw.below(8), &size, nullptr))
-                return told + " not";
-            told += " " + differences::shown({bytes, size});
-        }
-    }
-    return told;
-}
-
-std::string streamStep(Draw& draw, const std::string& name, const std::wstring& path) {
-    const std::uint32_t kind = draw.below(6);
-    if (kind == 0)
-        return tell("marker", name, fileSystem().CreateTextFile(path, true).has_value());
     if (kind == 1) {
-        std::optional<TextStream> stream = fileSystem().OpenTextFile(path, IoMode::ForWriting, true);
-        const bool isOpen = stream.has_value();
-        return tell("put", name, isOpen) + (isOpen ? tell("", "", stream->Write(L"put \u00E9\r\n")) : "");
+        const std::string fixed = draw.of(readOnlyNames);
+        if (fileSystem().FileExists(pathOf(fixed)) || !make(contract::scratchFolder + "\\" + fixed, "fixed"))
+            return {};
+        contract::makeReadOnly(contract::scratchFolder + "\\" + fixed);
+        return told("read-only", fixed);
+    }
+    const std::string content = draw.of(contents);
+    return told("make", name + ":" + content, make(path, content));
+}
+
+std::string streamStep(Draw& draw, const std::string& name) {
+    const std::uint32_t kind = draw.below(4);
+    if (kind == 0)
+        return told("marker", name, fileSystem().CreateTextFile(pathOf(name), true).has_value());
+    if (kind == 1) {
+        std::optional<TextStream> stream = fileSystem().OpenTextFile(pathOf(name), IoMode::ForWriting, true);
+        return told("put", name, stream && stream->Write(L"put \u00E9\r\n"));
     }
     std::optional<TextStream> stream;
-    if (kind == 2) {
-        const std::optional<File> found = fileSystem().GetFile(path);
-        stream = found ? found->OpenAsTextStream(IoMode::ForReading) : std::nullopt;
-    } else {
-        stream = fileSystem().OpenTextFile(path, IoMode::ForReading, false);
-    }
-    std::string told = tell(kind == 2 ? "text of file" : "text", name, stream.has_value());
+    if (kind == 2)
+        stream = fileSystem().OpenTextFile(pathOf(name), IoMode::ForReading, false);
+    else if (const std::optional<File> file = fileSystem().GetFile(pathOf(name)))
+        stream = file->OpenAsTextStream(IoMode::ForReading);
+    std::string result = told("text", name, stream.has_value());
     for (std::uint32_t left = stream ? 1 + draw.below(5) : 0; left > 0; --left) {
         const std::optional<bool> atEnd = stream->AtEndOfStream();
-        told += !atEnd ? " lost" : *atEnd ? " end" : " ";
-        told += draw.below(4) == 0 ? "all=" + shown(stream->ReadAll()) : "line=" + shown(stream->ReadLine());
+        result += !atEnd ? " lost" : *atEnd ? " end" : " ";
+        result += shown(draw.below(4) == 0 ? stream->ReadAll() : stream->ReadLine());
     }
-    return told;
+    return result;
 }
 
+std::string list(const std::wstring& path) {
+    const std::optional<Folder> folder = fileSystem().GetFolder(path);
+    std::vector<std::string> found;
+    for (const File& each : folder ? folder->Files() : std::vector<File>{})
+        found.push_back(shown(each.Name()) + std::to_string(each.Size().value_or(0)));
+    std::sort(found.begin(), found.end());
+    std::string all = folder ? "in it:" : "none";
+    for (const std::string& each : found)
+        all += each;
+    return all;
+}
+
+/// What is deleted and moved is told by what is left: nobody looks at the outcomes.
 std::string objectStep(Draw& draw, std::string name) {
-    if (draw.below(5) == 0)
+    const bool isReadOnly = draw.below(5) == 0;
+    if (isReadOnly)
         name = draw.of(readOnlyNames);
-    const std::wstring path = wide(contract::scratchFolder + "\\" + name);
-    const bool mayMove = name.back() != '\\' && name != readOnlyNames[0] && name != readOnlyNames[1];
-    const std::string otherName = draw.of(names);
-    const std::wstring other = wide(contract::scratchFolder + "\\" + otherName);
+    const std::wstring path = pathOf(name);
+    const std::string other = draw.of(names);
+    const bool mayMove = !isReadOnly && name.back() != '\\' && other.back() != '\\'; // as all callers do
     const bool force = draw.below(2) == 0;
-    const std::string forced = force ? ",force" : "";
-    switch (draw.below(9)) {
+    switch (draw.below(7)) {
     case 0:
-        return tell("file", name, fileSystem().FileExists(path));
+        return told("file", name, fileSystem().FileExists(path));
     case 1:
-        return tell("folder", name, fileSystem().FolderExists(path));
-    case 2: {
-        const std::optional<File> found = fileSystem().GetFile(path);
-        if (!found)
-            return "get(" + name + ")=none";
-        const std::optional<std::uint64_t> size = found->Size();
-        return "get(" + name + ")=" + shown(found->Name()) + (size ? std::to_string(*size) : "none");
-    }
-    case 3: {
-        const std::optional<Folder> folder = fileSystem().GetFolder(path);
-        std::vector<std::string> found;
-        if (folder) {
-            for (const File& each : folder->Files())
-                found.push_back(shown(each.Name()));
-        }
-        std::sort(found.begin(), found.end());
-        std::string list;
-        for (const std::string& each : found)
-            list += each;
-        return tell("list", name, folder.has_value()) + list;
-    }
-    case 4:
+        return told("folder", name, fileSystem().FolderExists(path));
+    case 2:
+        return told("list", name) + list(path);
+    case 3:
         fileSystem().DeleteFile(path, force);
-        return "delete(" + differences::shown(name + forced) + ")";
-    case 5:
+        return told(force ? "delete by force" : "delete", name);
+    case 4:
         fileSystem().DeleteFolder(path, force);
-        return "delete folder(" + differences::shown(name + forced) + ")";
-    case 6:
-        if (!mayMove || otherName.back() == '\\' || !fileSystem().FileExists(path))
-            return {}; // not a call that anybody makes
-        fileSystem().MoveFile(path, other);
-        return "move(" + differences::shown(name + "," + otherName) + ")";
-    case 7:
-        if (!mayMove || otherName.back() == '\\' || !fileSystem().FolderExists(path))
+        return told(force ? "delete folder by force" : "delete folder", name);
+    case 5:
+        if (!mayMove || !fileSystem().FileExists(path))
             return {};
-        fileSystem().MoveFolder(path, other);
-        return "move folder(" + differences::shown(name + "," + otherName) + ")";
-    default: {
-        std::optional<File> found = fileSystem().GetFile(path);
-        if (found)
-            found->Delete(force);
-        return "delete got(" + differences::shown(name + forced) + ")";
-    }
+        fileSystem().MoveFile(path, pathOf(other));
+        return told("move", name + "," + other);
+    default:
+        if (!mayMove || !fileSystem().FolderExists(path))
+            return {};
+        fileSystem().MoveFolder(path, pathOf(other));
+        return told("move folder", name + "," + other);
     }
 }
 
 std::string filesStep(Draw& draw) {
     const std::string name = draw.of(names);
     const std::string path = contract::scratchFolder + "\\" + name;
-    const std::uint32_t kind = draw.below(12);
-    if (kind < 3)
+    switch (draw.below(10)) {
+    case 0:
+    case 1:
+    case 2:
         return worldStep(draw, name, path);
-    if (kind < 5)
-        return handleStep(draw, name, path);
-    if (kind < 7)
-        return streamStep(draw, name, wide(path));
-    return objectStep(draw, name);
+    case 3:
+        return told("read", name) + differences::shown(contract::read(path));
+    case 4:
+    case 5:
+        return streamStep(draw, name);
+    default:
+        return objectStep(draw, name);
+    }
 }
 
 std::string endFiles() {
-    std::string told;
-    for (const char* name : names) {
-        const std::wstring path = wide(contract::scratchFolder + "\\" + name);
-        told += fileSystem().FileExists(path) ? "f" : fileSystem().FolderExists(path) ? "F" : "-";
-    }
+    std::string left;
+    for (const char* name : names)
+        left += fileSystem().FileExists(pathOf(name))     ? "f"
+                : fileSystem().FolderExists(pathOf(name)) ? "F"
+                                                          : "-";
     object = {};
-    return told;
+    return left;
 }
 
 } // namespace

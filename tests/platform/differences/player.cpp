@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iostream>
 #include <sstream>
+#include <vector>
 
 // Reads lines "AREA SEED [STEP...]" and plays the steps of that seed, all where none is named; prints the
 // line with what came of each step behind it, behind tabs.
@@ -11,47 +12,42 @@
 namespace kovra::differences {
 namespace {
 
-constexpr const Area* areas[] = {&files, &registry, &services, &pipe, &mailslots, &text};
+constexpr const Area* areas[] = {&files, &registry, &services, &pipe};
 
 const Area* area = nullptr;
 std::uint32_t seed = 0;
-std::string steps;
-std::string told;
+std::vector<std::uint32_t> steps;
 
 void playSteps() {
-    std::istringstream chosen{steps};
-    const auto play = [](std::uint32_t step) {
+    for (const std::uint32_t step : steps) {
         Draw draw{seed, step};
         const std::string outcome = area->step(draw);
         if (!outcome.empty())
-            told += "\t" + std::to_string(step) + ":" + outcome;
-    };
-    std::uint32_t step = 0;
-    if (steps.empty())
-        for (const std::uint32_t count = 5 + Draw{seed, 0}.below(20); step < count; ++step)
-            play(step + 1);
-    while (chosen >> step)
-        play(step);
-    const std::string left = area->end();
-    told += left.empty() ? "" : "\tleft:" + left;
+            std::cout << "\t" << step << ":" << outcome;
+    }
+    std::cout << "\tleft:" << area->end();
 }
 
+/// No when it is none.
 bool playLine(const std::string& line) {
     std::istringstream words{line};
     std::string name;
-    if (!(words >> name >> seed))
+    words >> name >> seed;
+    area = nullptr;
+    for (const Area* each : areas)
+        area = each->name == name ? each : area;
+    if (area == nullptr || !words)
         return false;
-    std::getline(words, steps);
-    told.clear();
-    for (const Area* each : areas) {
-        if (each->name != name)
-            continue;
-        area = each;
-        contract::play(playSteps);
-        std::cout << line << told << std::endl;
-        return true;
-    }
-    return false;
+    steps.clear();
+    for (std::uint32_t step = 0; words >> step;)
+        steps.push_back(step);
+    if (steps.empty())
+        for (std::uint32_t step = 5 + Draw{seed, 0}.below(20); step > 0; --step)
+            steps.insert(steps.begin(), step);
+    std::cout << line;
+    contract::play(playSteps);
+    std::cout << std::endl;
+    return true;
 }
 
 } // namespace

@@ -91,9 +91,7 @@ Mailslot::Mailslot(const std::string& name) : end_(std::make_unique<End>(End{nam
     machine().mailslots.make(name);
 }
 
-Mailslot::~Mailslot() {
-    machine().mailslots.remove(end_->name);
-}
+Mailslot::~Mailslot() = default;
 
 std::optional<std::string> Mailslot::read() {
     std::vector<std::string>& messages = machine().mailslots.find(end_->name)->messages;

@@ -45,7 +45,7 @@ std::string serverStep(Draw& draw) {
         server = FileHandle{CreateNamedPipeA("\\\\.\\pipe\\kovraContract", PIPE_ACCESS_DUPLEX,
                                              PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT, 10, 100,
                                              100, 100, &attributes)};
-        return tell("pipe", "", static_cast<bool>(server));
+        return told("pipe", "", static_cast<bool>(server));
     }
     constexpr ULONG connectedState = 3;
     IO_STATUS_BLOCK status{};
@@ -61,7 +61,7 @@ std::string serverStep(Draw& draw) {
         DisconnectNamedPipe(server.get());
         return "disconnect";
     case 2:
-        return tell("connected", "", information.NamedPipeState == connectedState);
+        return told("connected", "", information.NamedPipeState == connectedState);
     case 3: {
         const std::string message = "reply " + std::to_string(draw.below(3));
         DWORD written = 0;
@@ -87,14 +87,14 @@ std::string clientStep(Draw& draw) {
         const bool isConnected = client->connected();
         if (!isConnected)
             client.reset();
-        return tell("connect", who, isConnected);
+        return told("connect", who, isConnected);
     }
     switch (draw.below(6)) {
     case 0:
         client.reset();
         return "leave(" + who + ")";
     case 1:
-        return tell("stays", who, client->connected());
+        return told("stays", who, client->connected());
     case 2:
     case 3: {
         const std::optional<std::string> message = client->read();
@@ -102,7 +102,7 @@ std::string clientStep(Draw& draw) {
     }
     default:
         const std::string message = draw.of(messages);
-        return tell("send", who + "," + message, client->write(message));
+        return told("send", who + "," + message, client->write(message));
     }
 }
 
@@ -110,58 +110,8 @@ std::string pipeStep(Draw& draw) {
     return draw.below(5) < 3 ? serverStep(draw) : clientStep(draw);
 }
 
-// Mailslots
-
-constexpr const char* slotNames[] = {"kovraContract", "KOVRAcontract", "kovraOther"};
-std::array<std::optional<contract::Mailslot>, 2> slots;
-FileHandle writer;
-
-std::string mailslotsStep(Draw& draw) {
-    const std::uint32_t number = draw.below(2);
-    std::optional<contract::Mailslot>& slot = slots[number];
-    const std::string who = number == 0 ? slotNames[0] : slotNames[2];
-    switch (draw.below(6)) {
-    case 0:
-        writer.close(); // nobody holds on to a slot that he wrote to
-        if (slot)
-            slot.reset();
-        else
-            slot.emplace(who);
-        return (slot ? "make(" : "drop(") + who + ")";
-    case 1:
-    case 2: {
-        const std::string name = draw.of(slotNames);
-        writer.close();
-        writer = FileHandle{CreateFileA(("\\\\.\\mailslot\\" + name).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
-                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
-        return tell("open", name, static_cast<bool>(writer));
-    }
-    case 3: {
-        if (!slot)
-            return {};
-        const std::optional<std::string> message = slot->read();
-        return "get(" + who + ")=" + (message ? shown(*message) : "no");
-    }
-    default:
-        if (!writer)
-            return {};
-        const std::string message = draw.of(messages);
-        DWORD written = 0;
-        WriteFile(writer.get(), message.c_str(), static_cast<DWORD>(message.size() + 1), &written, nullptr);
-        return "write(" + message + ")"; // its outcome is what the slot gets;
-    }
-}
-
-std::string endMailslots() {
-    for (auto& slot : slots)
-        slot.reset();
-    writer.close();
-    return {};
-}
-
 } // namespace
 
 const Area pipe{"pipe", pipeStep, endPipe};
-const Area mailslots{"mailslots", mailslotsStep, endMailslots};
 
 } // namespace kovra::differences
