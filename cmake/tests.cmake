@@ -1,4 +1,4 @@
-# What CTest runs: the unit tests, and each scenario as a test of its own. The label "thread" marks what thread
+# What CTest runs: the unit tests, each scenario as a test of its own, and some random hours. The label "thread" marks what thread
 # sanitizer judges as well, "long" what measures time or plays much of it and so wants an optimised build.
 
 enable_testing()
@@ -53,6 +53,10 @@ target_link_libraries(differences PRIVATE launcher GTest::gtest)
 file(GLOB SCENARIOS CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/scenarios" scenarios/*.scenario)
 foreach(file IN LISTS SCENARIOS)
     add_test(NAME scenario.${file} COMMAND simulator --quiet "${PROJECT_SOURCE_DIR}/scenarios/${file}")
+endforeach()
+# Each draws a seed of its own, which it tells.
+foreach(number RANGE 1 12)
+    add_test(NAME random.${number} COMMAND simulator --quiet --random)
 endforeach()
 foreach(name IN LISTS THREAD_SCENARIOS)
     set_property(TEST scenario.${name}.scenario APPEND PROPERTY LABELS thread)

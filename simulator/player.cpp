@@ -119,7 +119,7 @@ private:
 } // namespace
 
 Outcome play(const Scenario& scenario, Printer& printer, std::FILE* err) {
-    printer.begin(scenario);
+    printer.begin(scenario.title.empty() ? scenario.file : scenario.title, scenario.longestMs);
     return Player{scenario, printer, err}.playAll();
 }
 

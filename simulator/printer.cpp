@@ -1,6 +1,5 @@
 #include "simulator/printer.h"
 
-#include "simulator/scenario.h"
 #include "simulator/text.h"
 
 #include <algorithm>
@@ -13,13 +12,12 @@ constexpr int leftWidth = 44;
 
 } // namespace
 
-void Printer::begin(const Scenario& scenario) {
+void Printer::begin(const std::string& title, std::uint64_t longestMs) {
     if (quiet_)
         return;
-    timeWidth_ = std::max(8, static_cast<int>(formatTime(scenario.longestMs).size()));
-    std::fprintf(out_, "%s\n\n%*s  %-*s%s\n",
-                 (scenario.title.empty() ? scenario.file : scenario.title).c_str(), timeWidth_, "time",
-                 leftWidth, "machine", "launcher");
+    timeWidth_ = std::max(8, static_cast<int>(formatTime(longestMs).size()));
+    std::fprintf(out_, "%s\n\n%*s  %-*s%s\n", title.c_str(), timeWidth_, "time", leftWidth, "machine",
+                 "launcher");
 }
 
 void Printer::heading(const std::vector<std::string>& lines) {

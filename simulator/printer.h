@@ -9,15 +9,14 @@
 
 namespace kovra::simulation {
 
-struct Scenario;
-
 /// Prints a play in two columns: what the machine and the scenario do on the left, what the launcher does and
 /// traces on the right.
 class Printer {
 public:
     Printer(std::FILE* out, bool quiet) : out_(out), quiet_(quiet) {}
 
-    void begin(const Scenario& scenario);
+    /// The longest time is that of the last moment.
+    void begin(const std::string& title, std::uint64_t longestMs);
     /// Stands above what follows.
     void heading(const std::vector<std::string>& lines);
     void happened(std::uint64_t at, simulated::Side side, const std::string& text);

@@ -1,10 +1,13 @@
 #include "simulator/simulator.h"
 
 #include "simulator/player.h"
+#include "simulator/randomMachine.h"
 #include "simulator/text.h"
 
-#include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <optional>
+#include <random>
 
 namespace kovra::simulation {
 
@@ -37,27 +40,56 @@ std::optional<Scenario> readChecked(const std::string& path, std::FILE* err) {
     return mistakes.empty() ? std::optional{std::move(scenario)} : std::nullopt;
 }
 
+constexpr int fine = 0;
+constexpr int failed = 1;
+constexpr int notPlayed = 2;
+
+int tellUsage(std::FILE* err) {
+    std::fprintf(err, "usage: simulator [--quiet] FILE...\n"
+                      "       simulator [--quiet] --random [SEED]\n");
+    return notPlayed;
+}
+
+/// The arguments are those behind `--random`.
+int playRandom(const std::vector<std::string>& arguments, Printer& printer, std::FILE* out, std::FILE* err) {
+    std::uint32_t seed = 0;
+    if (arguments.empty()) {
+        seed = std::random_device{}();
+    } else {
+        const char* const end = arguments[0].data() + arguments[0].size();
+        const auto [rest, error] = std::from_chars(arguments[0].data(), end, seed);
+        if (arguments.size() > 1 || error != std::errc{} || rest != end)
+            return tellUsage(err);
+    }
+    const std::string command = "simulator --random " + std::to_string(seed);
+    const std::string failure = playRandomHour(seed, command, printer);
+    if (failure.empty())
+        std::fprintf(out, "%s: an hour in order\n", command.c_str());
+    else
+        std::fprintf(err, "%s: %s\n", command.c_str(), failure.c_str());
+    return failure.empty() ? fine : failed;
+}
+
 } // namespace
 
-int runSimulator(const std::vector<std::string>& arguments, std::FILE* out, std::FILE* err) {
-    constexpr int fine = 0;
-    constexpr int failed = 1;
-    constexpr int notPlayed = 2;
-    const bool quiet = std::find(arguments.begin(), arguments.end(), "--quiet") != arguments.end();
+int runSimulator(std::vector<std::string> arguments, std::FILE* out, std::FILE* err) {
+    const bool quiet = std::erase(arguments, "--quiet") > 0;
+    if (!arguments.empty() && arguments[0] == "--random") {
+        Printer printer{out, quiet};
+        return playRandom({arguments.begin() + 1, arguments.end()}, printer, out, err);
+    }
     std::vector<Scenario> scenarios;
     bool readable = true;
     for (const std::string& argument : arguments) {
-        if (argument == "--quiet")
-            continue;
         if (std::optional<Scenario> scenario = readChecked(argument, err))
             scenarios.push_back(std::move(*scenario));
         else
             readable = false;
     }
-    if (readable && scenarios.empty())
-        std::fprintf(err, "usage: simulator [--quiet] FILE...\n");
-    if (!readable || scenarios.empty())
+    if (!readable)
         return notPlayed;
+    if (scenarios.empty())
+        return tellUsage(err);
     int code = fine;
     for (const Scenario& scenario : scenarios) {
         Printer printer{out, quiet};

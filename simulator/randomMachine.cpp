@@ -1,19 +1,20 @@
-#include "support/product.h"
+#include "simulator/randomMachine.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "simulator/text.h"
+#include "simulator/world.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdlib>
-#include <deque>
+#include <functional>
+#include <iterator>
+#include <memory>
 #include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace kovra {
+namespace kovra::simulation {
+
 namespace {
 
 using simulated::ClientManner;
@@ -22,21 +23,18 @@ using simulated::Scheduler;
 
 constexpr std::uint64_t second = 1000;
 constexpr std::uint64_t minute = 60 * second;
+constexpr std::uint64_t hourMs = 60 * minute;
 
-/// An hour in the life of the service: users, the application and pipe clients do what they like, and what
-/// must always hold is looked at in every pass of the loop.
 class RandomHour {
 public:
-    explicit RandomHour(std::uint32_t seed) : random_(seed) {
-        machine_.keepHappenings = false;
-        machine_.observer = [this](const simulated::Happening& happening) {
-            last_.push_back(std::to_string(happening.at) + "  " + happening.text);
-            if (last_.size() > 60)
-                last_.pop_front();
+    RandomHour(std::uint32_t seed, Printer& printer) : random_(seed) {
+        machine_.observer = [this, &printer](const simulated::Happening& happening) {
+            printer.happened(happening.at, happening.side, world_.fromBytes(happening.text));
             if (happening.side == simulated::Side::trace)
                 followTrace(happening.text);
         };
-        machine_.set(chance(4) ? "launchWithAdminRights=1" : "launchWithAdminRights=0");
+        machine_.files.write(L"C:\\Kovra\\data\\general.ini",
+                             chance(4) ? "launchWithAdminRights=1\r\n" : "launchWithAdminRights=0\r\n");
         machine_.version = {6, below(3), VER_PLATFORM_WIN32_NT};
         machine_.processes.terminationMs = chance(2) ? 0 : below(400);
         machine_.pipes.quotaIsTold = !chance(4);
@@ -56,10 +54,11 @@ public:
     /// What went wrong; empty when nothing did.
     std::string play() {
         machine_.sessions.open(1);
-        machine_.startService();
+        machine_.services.add("Kovra", "\"C:\\Kovra\\bin\\kovraLauncher.exe\" -service");
+        machine_.services.start("Kovra");
         machine_.play(200);
         nextBadClient_ = now() + 10 * second;
-        const std::uint64_t end = now() + 60 * minute;
+        const std::uint64_t end = now() + hourMs;
         while (failure_.empty() && now() < end) {
             doSomething();
             watch(chance(3) ? below(300) : below(20 * second));
@@ -67,13 +66,6 @@ public:
         settle();
         stop();
         return failure_;
-    }
-
-    [[nodiscard]] std::string lastHappenings() const {
-        std::string text;
-        for (const std::string& happening : last_)
-            text += happening + "\n";
-        return text;
     }
 
 private:
@@ -324,7 +316,7 @@ private:
 
     void fail(const std::string& what) {
         if (failure_.empty())
-            failure_ = "at " + std::to_string(now()) + " ms: " + what;
+            failure_ = "at " + formatTime(now()) + ": " + what;
     }
 
     void lookAround() {
@@ -338,30 +330,26 @@ private:
         if (kills_ > mostKills)
             return fail("the application is killed again and again");
         const simulated::Process* application = machine_.processes.find("kovra.exe");
-        lasts(application != nullptr && application->account == simulated::Account::localSystem &&
-                  machine_.sessions.isDesktopOpen(application->session),
-              systemOnDesktopSince_, "SYSTEM's application on an open desktop");
-        lasts(application == nullptr && isWanted(), missingSince_, "no application");
+        world_.systemOnDesktop.look(machine_);
+        if (world_.systemOnDesktop.longest(machine_) > patienceMs)
+            return fail("SYSTEM's application on an open desktop for too long");
+        if (application != nullptr || !isWanted())
+            missingSince_ = Scheduler::never;
+        else if (missingSince_ == Scheduler::never)
+            missingSince_ = now();
+        else if (now() - missingSince_ > patienceMs)
+            return fail("no application for too long");
         if (std::erase_if(asked_, [](const Asked& asked) { return asked.talk->replies > 0; }) > 0)
             lastServed_ = now();
         // Good clients come to their turn one after the other.
         for (const Asked& asked : asked_) {
             if (now() - std::max(asked.at, lastServed_) > replyPatienceMs)
-                return fail("a good client that came at " + std::to_string(asked.at) + " has no answer");
+                return fail("a good client that came at " + formatTime(asked.at) + " has no answer");
         }
     }
 
     /// The application should run, and could: the console shows a user's desktop or a logon screen.
     [[nodiscard]] bool isWanted() const { return !quit_ && machine_.sessions.active >= 0; }
-
-    void lasts(bool wrong, std::uint64_t& since, const char* what) {
-        if (!wrong)
-            since = Scheduler::never;
-        else if (since == Scheduler::never)
-            since = now();
-        else if (now() - since > patienceMs)
-            fail(std::string{what} + " for too long");
-    }
 
     /// Left alone for a while, everything is in its place.
     void settle() {
@@ -392,33 +380,22 @@ private:
 
     std::mt19937 random_;
     std::string failure_;
-    std::deque<std::string> last_;
     int kills_ = 0; // by the watchdog, since the last deed
     bool quit_ = false;
     std::array<Session, 1 + remoteSession> sessions_{Session{}, Session{true}};
     std::vector<Asked> asked_;
     std::uint64_t lastServed_ = 0;
     std::uint64_t nextBadClient_ = 0;
-    std::uint64_t systemOnDesktopSince_ = Scheduler::never;
     std::uint64_t missingSince_ = Scheduler::never;
-    InstalledMachine machine_; // the last member: it goes first
+    World world_; // the last to be made: it goes first
+    simulated::Machine& machine_ = world_.machine;
 };
 
-TEST(RandomRun, HoursInTheLifeOfTheService) {
-    constexpr int hours = 12;
-    const char* given = std::getenv("KOVRA_SEED");
-    std::random_device device;
-    for (int hour = 0; hour < (given == nullptr ? hours : 1); ++hour) {
-        const auto seed =
-            given == nullptr ? device() : static_cast<std::uint32_t>(std::strtoul(given, nullptr, 10));
-        RandomHour run{seed};
-        const std::string failure = run.play();
-        ASSERT_EQ(failure, "") << "Seed " << seed << "; to see it again:\n  KOVRA_SEED=" << seed << " "
-                               << program_invocation_name
-                               << " --gtest_filter='RandomRun.*'\nThe last of it:\n"
-                               << run.lastHappenings();
-    }
+} // namespace
+
+std::string playRandomHour(std::uint32_t seed, const std::string& title, Printer& printer) {
+    printer.begin(title, hourMs);
+    return RandomHour{seed, printer}.play();
 }
 
-} // namespace
-} // namespace kovra
+} // namespace kovra::simulation
