@@ -33,27 +33,27 @@ bool copyOwnProgram(const std::string& target) {
 
 } // namespace
 
-bool layInstallation(const std::string& root) {
-    const std::string bin = root + "\\bin";
-    makeFolder(bin);
+bool layInstallation() {
+    const std::string bin = exeFolder + "\\";
+    makeFolder(exeFolder);
     makeFolder(standInFolder);
     makeFolder("C:\\P1"); // the trace is on
-    for (const char* file : {"kovraLauncher.exe", "sess.dll", "ext.dll"})
-        if (!CopyFileA((builtFolder + "\\" + file).c_str(), (bin + "\\" + file).c_str(), FALSE))
+    // The last two aren't Windows' own, whatever their names say: the service may not take them from here.
+    for (const auto& [from, to] : {std::pair{"kovraLauncher.exe", "kovraLauncher.exe"},
+                                   {"sess.dll", "sess.dll"},
+                                   {"ext.dll", "ext.dll"},
+                                   {"ext.dll", "userenv.dll"},
+                                   {"ext.dll", "wtsapi32.dll"}})
+        if (!CopyFileA((builtFolder + "\\" + from).c_str(), (bin + to).c_str(), FALSE))
             return false;
-    // Not Windows' own, whatever their names say: the service may not take them from here.
-    for (const char* planted : {"userenv.dll", "wtsapi32.dll"})
-        if (!CopyFileA((builtFolder + "\\ext.dll").c_str(), (bin + "\\" + planted).c_str(), FALSE))
-            return false;
-    writeFile(root + "\\www\\index.php", "<?php");
+    writeFile(installRoot + "\\www\\index.php", "<?php");
     writeFile(
-        root + "\\www\\includes\\lng\\en.php",
-        "<?php\r\n//configNewResource=New resource\r\n//shellShareWith=Share \"with\"\r\n//doShare=Share\r\n"
-        "//doSend=Send\r\n//doPublish=Publish\r\n");
-    writeFile(root + "\\data\\general.ini", "language = en\r\nlaunchWithAdminRights=0\r\n");
-    makeFolder(root + "\\data\\temp");
-    makeFolder(root + "\\shared");
-    return copyOwnProgram(bin + "\\Kovra.exe");
+        installRoot + "\\www\\includes\\lng\\en.php",
+        "<?php\r\n//configNewResource=New resource\r\n//shellShareWith=Share \"with\"\r\n//doShare=Share\r\n");
+    writeFile(dataFolder + "\\general.ini", "language = en\r\nlaunchWithAdminRights=0\r\n");
+    makeFolder(dataFolder + "\\temp");
+    makeFolder(installRoot + "\\shared");
+    return copyOwnProgram(bin + "Kovra.exe");
 }
 
 Process startStandIn(const std::string& fileName) {
@@ -64,8 +64,8 @@ Process startStandIn(const std::string& fileName) {
     return process;
 }
 
-void runLauncher(const std::string& line, const std::string& launcher) {
-    const Process process{'"' + launcher + "\" " + line};
+void runLauncher(const std::string& line) {
+    const Process process{'"' + launcherFile + "\" " + line};
     EXPECT_TRUE(process.waitForEnd(30'000)) << line;
 }
 

@@ -15,13 +15,13 @@ inline const std::string launcherFile = exeFolder + "\\kovraLauncher.exe";
 inline const std::string dataFolder = installRoot + "\\data";
 
 /// Lays the three built files, the stand-in of the application and a data tree. No when a file is missing.
-bool layInstallation(const std::string& root);
+bool layInstallation();
 
 /// Copies this program under a name into the folder of the stand-ins, and starts it.
 Process startStandIn(const std::string& fileName);
 
 /// Runs the launcher of the installation with the line; the test fails when it doesn't end.
-void runLauncher(const std::string& line, const std::string& launcher = launcherFile);
+void runLauncher(const std::string& line);
 
 /// A start of the application, as its stand-in has told it.
 struct ApplicationStart {
@@ -33,7 +33,7 @@ struct ApplicationStart {
 std::vector<ApplicationStart> applicationStarts();
 /// Waits for the start with this number, counted from 1.
 ApplicationStart waitForStart(std::size_t number, DWORD limitMs);
-/// The messages that the application got, in hexadecimal.
+/// The messages that the application got, with # for the 0 byte.
 std::vector<std::string> applicationMails();
 
 std::string trace();

@@ -13,7 +13,6 @@ using testing::HasSubstr;
 
 constexpr int startup = 7;
 constexpr int commonStartup = 24;
-constexpr int userData = 26;
 constexpr DWORD helperMs = 10'000; // a hidden child program does its work meanwhile
 
 const std::string menuKey = "Directory\\Shell\\KOVRA.share";
@@ -27,31 +26,26 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 /// What a shell link says, in one text; empty when there is none.
 std::string linkProperties(const std::string& path) {
     std::string text;
-    const std::wstring widePath{path.begin(), path.end()};
     IShellLinkA* link = nullptr;
     IPersistFile* file = nullptr;
-    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA,
-                                   reinterpret_cast<void**>(&link))) &&
-        SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
-        SUCCEEDED(file->Load(widePath.c_str(), STGM_READ))) {
-        char target[MAX_PATH] = "";
-        char arguments[MAX_PATH] = "";
-        char folder[MAX_PATH] = "";
-        char icon[MAX_PATH] = "";
+    CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA,
+                     reinterpret_cast<void**>(&link));
+    link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file));
+    if (SUCCEEDED(file->Load(std::wstring{path.begin(), path.end()}.c_str(), STGM_READ))) {
+        char texts[4][MAX_PATH] = {};
         int show = 0;
         int iconIndex = -1;
-        link->GetPath(target, MAX_PATH, nullptr, SLGP_RAWPATH);
-        link->GetArguments(arguments, MAX_PATH);
-        link->GetWorkingDirectory(folder, MAX_PATH);
-        link->GetIconLocation(icon, MAX_PATH, &iconIndex);
+        link->GetPath(texts[0], MAX_PATH, nullptr, SLGP_RAWPATH);
+        link->GetArguments(texts[1], MAX_PATH);
+        link->GetWorkingDirectory(texts[2], MAX_PATH);
+        link->GetIconLocation(texts[3], MAX_PATH, &iconIndex);
         link->GetShowCmd(&show);
-        text = std::string{target} + "|" + arguments + "|" + folder + "|" + std::to_string(show) + "|" +
-               icon + "|" + std::to_string(iconIndex);
+        for (const char* each : texts)
+            text += std::string{each} + "|";
+        text += std::to_string(iconIndex) + "|" + std::to_string(show);
     }
-    if (file != nullptr)
-        file->Release();
-    if (link != nullptr)
-        link->Release();
+    file->Release();
+    link->Release();
     return text;
 }
 
@@ -65,17 +59,12 @@ bool waitForRegistryTool() {
     return waitFor(helperMs, [] { return !isRunning("regedit.exe"); });
 }
 
-bool waitForValue(const std::string& key, const std::string& value) {
-    return waitForRegistryTool() && valueOf(key) == value;
-}
-
 bool waitForMenu() {
-    return waitForValue(menuKey, "Share ''with''");
+    return waitForRegistryTool() && valueOf(menuKey) == "Share ''with''";
 }
 
 bool waitForNoMenu() {
-    return waitForRegistryTool() && !classesRootValue(menuKey) &&
-           !classesRootValue("*\\Shell\\KOVRA.share") && !classesRootValue("Directory\\Shell\\KOVRA.send");
+    return waitForRegistryTool() && !classesRootValue(menuKey) && !classesRootValue("*\\Shell\\KOVRA.share");
 }
 
 const std::string contextMenuTemplate =
@@ -83,17 +72,12 @@ const std::string contextMenuTemplate =
     "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n@=\"%SHAREMAINCAPTION%\"\r\n\r\n"
     "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share\\command]\r\n"
     "@=\"\\\"%EXEPATH%\\\\Kovra.exe\\\" \\\"%1\\\" %WWWPATH%\"\r\n\r\n"
-    "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share]\r\n@=\"%SHARECAPTION%\"\r\n\r\n"
-    "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share\\command]\r\n@=\"%EXEPATH%\"\r\n\r\n"
-    "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.send]\r\n@=\"%SENDCAPTION% %PUBLISHCAPTION%\"\r\n";
+    "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share]\r\n@=\"%SHARECAPTION%\"\r\n";
 
 std::string filledTemplate() {
     std::string text = replaced(contextMenuTemplate, "%EXEPATH%", "C:\\\\Kovra Server\\\\bin");
     text = replaced(text, "%WWWPATH%", "C:\\\\Kovra Server\\\\www");
-    text = replaced(text, "%SHAREMAINCAPTION%", "Share ''with''");
-    text = replaced(text, "%SHARECAPTION%", "Share");
-    text = replaced(text, "%SENDCAPTION%", "Send");
-    return replaced(text, "%PUBLISHCAPTION%", "Publish");
+    return replaced(replaced(text, "%SHAREMAINCAPTION%", "Share ''with''"), "%SHARECAPTION%", "Share");
 }
 
 /// The one-shot command lines, beside a shell.
@@ -101,7 +85,7 @@ class Integration : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         CoInitialize(nullptr);
-        ASSERT_TRUE(layInstallation(installRoot));
+        ASSERT_TRUE(layInstallation());
         shell_ = startStandIn("explorer.exe");
         logonProcess_ = startStandIn("winlogon.exe");
         writeFile(exeFolder + "\\default\\contextMenu.reg", contextMenuTemplate);
@@ -173,8 +157,10 @@ TEST_F(Integration, ShortcutsAreLaidInEitherStartupFolder) {
     EXPECT_TRUE(exists(own + "\\other.txt"));
     // The quotes are taken off by some makers' shortcut objects and kept by others, and a style other than
     // the plain three may come back as the plain one.
-    EXPECT_EQ(replaced(replaced(linkProperties(own + "\\Kovra.lnk"), "\"", ""), "|1|", "|4|"),
-              exeFolder + "\\Kovra.exe|-minimized|" + exeFolder + "|4|" + exeFolder + "\\Kovra.exe|0");
+    const std::string folderAndIcon = exeFolder + "|" + exeFolder + "\\Kovra.exe|0|";
+    EXPECT_THAT(replaced(linkProperties(own + "\\Kovra.lnk"), "\"", ""),
+                testing::AnyOf(exeFolder + "\\Kovra.exe|-minimized|" + folderAndIcon + "4",
+                               exeFolder + "\\Kovra.exe|-minimized|" + folderAndIcon + "1"));
     runLauncher("resetShortcuts all");
     EXPECT_TRUE(!exists(own + "\\Kovra.lnk") && exists(all + "\\Kovra.lnk"));
     runLauncher("uninstallServices none");
@@ -201,7 +187,7 @@ TEST_F(Integration, ALineForTheApplicationStartsOrReachesIt) {
         runLauncher(line);
         ++mails;
         ASSERT_TRUE(waitFor(helperMs, [mails] { return applicationMails().size() >= mails; }));
-        EXPECT_EQ(applicationMails().back(), hex(line) + "00");
+        EXPECT_EQ(applicationMails().back(), line + std::string{"#"});
     }
     runLauncher("restart");
     EXPECT_THAT(waitForStart(++starts, helperMs).commandLine, HasSubstr(" -restarted"));
@@ -235,19 +221,6 @@ TEST_F(Integration, TheServiceDoesTheJobsThatItIsSent) {
     EXPECT_TRUE(waitForServiceState("Kovra", SERVICE_STOPPED, 5000));
 }
 
-TEST_F(Integration, TheDataIsFoundInApplicationDataAndShownByShortcuts) {
-    const std::string root = "C:\\Kovra Two";
-    const std::string data = shellFolder(userData) + "\\Kovra Two";
-    ASSERT_TRUE(layInstallation(root));
-    makeFolder(data);
-    for (const char* folder : {"\\www", "\\data", "\\shared"})
-        MoveFileA((root + folder).c_str(), (data + folder).c_str());
-    runLauncher("resetShortcuts none", root + "\\bin\\kovraLauncher.exe");
-    EXPECT_EQ(readFile(root + "\\bin\\appDataPath"), data);
-    for (const char* folder : {"\\www", "\\data", "\\shared"})
-        EXPECT_THAT(linkProperties(root + folder + ".lnk"), testing::StartsWith(data + folder + "|"));
-}
-
 TEST_F(Integration, TheTraceIsNotWrittenThroughASecondName) {
     const std::string file = "C:\\P1\\log.txt";
     const std::string other = "C:\\kovraChecks\\other.txt";
@@ -266,7 +239,7 @@ TEST_F(Integration, TheTraceIsNotWrittenThroughASecondName) {
 TEST_F(Integration, AnUninstallationTakesAllButTheLaunchersFolderAndUnlessAskedTheData) {
     for (const bool removeData : {false, true}) {
         SCOPED_TRACE(removeData);
-        ASSERT_TRUE(layInstallation(installRoot));
+        ASSERT_TRUE(layInstallation());
         writeFile(installRoot + "\\readme.txt", "");
         SetFileAttributesA((installRoot + "\\readme.txt").c_str(), FILE_ATTRIBUTE_READONLY);
         writeFile(installRoot + "\\MySQL\\kept.txt", "");

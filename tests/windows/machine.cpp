@@ -1,7 +1,10 @@
 #include "tests/windows/machine.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <utility>
 
 #include <shlobj.h>
@@ -12,25 +15,18 @@ namespace {
 
 /// Calls `visit` for every process of that file name.
 void forEachProcess(const std::string& fileName, const std::function<void(DWORD)>& visit) {
-    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    const kovra::SnapshotHandle snapshot{CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0)};
     PROCESSENTRY32 entry{};
     entry.dwSize = sizeof entry;
-    for (BOOL found = Process32First(snapshot, &entry); found != FALSE;
-         found = Process32Next(snapshot, &entry))
+    for (BOOL found = Process32First(snapshot.get(), &entry); found;
+         found = Process32Next(snapshot.get(), &entry))
         if (lower(entry.szExeFile) == lower(fileName))
             visit(entry.th32ProcessID);
-    CloseHandle(snapshot);
 }
 
-/// Calls `visit` with the service, when it can be opened, and closes it.
-void withService(const std::string& name, DWORD access, const std::function<void(SC_HANDLE)>& visit) {
-    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
-    const SC_HANDLE service = OpenServiceA(manager, name.c_str(), access);
-    if (service != nullptr) {
-        visit(service);
-        CloseServiceHandle(service);
-    }
-    CloseServiceHandle(manager);
+kovra::ServiceHandle openService(const std::string& name, DWORD access) {
+    const kovra::ServiceManagerHandle manager{OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT)};
+    return kovra::ServiceHandle{OpenServiceA(manager.get(), name.c_str(), access)};
 }
 
 } // namespace
@@ -47,48 +43,23 @@ bool waitFor(DWORD limitMs, const std::function<bool()>& condition) {
 
 std::string lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return text;
 }
 
-std::string hex(const std::string& bytes) {
-    std::string digits;
-    for (const char byte : bytes) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-        digits += pair;
-    }
-    return digits;
-}
-
 std::string readFile(const std::string& path) {
-    std::string content;
-    const HANDLE file =
-        CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return content;
-    char block[4096];
-    DWORD size = 0;
-    while (ReadFile(file, block, sizeof block, &size, nullptr) && size > 0)
-        content.append(block, size);
-    CloseHandle(file);
-    return content;
+    std::ifstream file{path, std::ios::binary};
+    return {std::istreambuf_iterator<char>{file}, {}};
 }
 
 void makeFolder(const std::string& path) {
-    for (std::size_t end = path.find('\\', 3); end != std::string::npos; end = path.find('\\', end + 1))
-        CreateDirectoryA(path.substr(0, end).c_str(), nullptr);
-    CreateDirectoryA(path.c_str(), nullptr);
+    std::error_code error; // such as for a drive
+    std::filesystem::create_directories(path, error);
 }
 
 void writeFile(const std::string& path, const std::string& content) {
     makeFolder(path.substr(0, path.rfind('\\')));
-    const HANDLE file =
-        CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    DWORD written = 0;
-    WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &written, nullptr);
-    CloseHandle(file);
+    std::ofstream{path, std::ios::binary} << content;
 }
 
 bool exists(const std::string& path) {
@@ -109,29 +80,22 @@ Process::Process(const std::string& commandLine) {
     if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                        &information)) {
         CloseHandle(information.hThread);
-        handle_ = information.hProcess;
+        handle_ = kovra::KernelHandle{information.hProcess};
     }
 }
-
-Process::Process(Process&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
 
 Process& Process::operator=(Process&& other) noexcept {
     std::swap(handle_, other.handle_);
     return *this;
 }
 
-Process::~Process() {
-    kill();
-    CloseHandle(handle_);
-}
-
 bool Process::waitForEnd(DWORD limitMs) const {
-    return handle_ != nullptr && WaitForSingleObject(handle_, limitMs) == WAIT_OBJECT_0;
+    return handle_ && WaitForSingleObject(handle_.get(), limitMs) == WAIT_OBJECT_0;
 }
 
 void Process::kill() {
-    TerminateProcess(handle_, 0);
-    WaitForSingleObject(handle_, 2000);
+    TerminateProcess(handle_.get(), 0);
+    WaitForSingleObject(handle_.get(), 2000);
 }
 
 bool isRunning(const std::string& fileName) {
@@ -142,37 +106,31 @@ bool isRunning(const std::string& fileName) {
 
 DWORD killAll(const std::string& fileName) {
     forEachProcess(fileName, [](DWORD id) {
-        const HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, id);
-        TerminateProcess(process, 0);
-        CloseHandle(process);
+        TerminateProcess(kovra::KernelHandle{OpenProcess(PROCESS_TERMINATE, FALSE, id)}.get(), 0);
     });
     return GetTickCount();
 }
 
 DWORD serviceState(const std::string& name) {
     SERVICE_STATUS status{};
-    withService(name, SERVICE_QUERY_STATUS,
-                [&status](SC_HANDLE service) { QueryServiceStatus(service, &status); });
+    QueryServiceStatus(openService(name, SERVICE_QUERY_STATUS).get(), &status);
     return status.dwCurrentState;
 }
 
 std::string serviceConfiguration(const std::string& name) {
-    std::string text;
-    withService(name, SERVICE_QUERY_CONFIG, [&text](SC_HANDLE service) {
-        alignas(QUERY_SERVICE_CONFIGA) char buffer[4096];
-        auto* const configuration = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer);
-        DWORD needed = 0;
-        if (QueryServiceConfigA(service, configuration, sizeof buffer, &needed))
-            text = std::string{configuration->lpBinaryPathName} + "|" + configuration->lpDisplayName + "|" +
-                   std::to_string(configuration->dwStartType) + "|" + configuration->lpServiceStartName;
-    });
-    return text;
+    alignas(QUERY_SERVICE_CONFIGA) char buffer[4096];
+    const auto& configuration = reinterpret_cast<QUERY_SERVICE_CONFIGA&>(buffer);
+    DWORD needed = 0;
+    if (!QueryServiceConfigA(openService(name, SERVICE_QUERY_CONFIG).get(),
+                             reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer), sizeof buffer, &needed))
+        return {};
+    return std::string{configuration.lpBinaryPathName} + "|" + configuration.lpDisplayName + "|" +
+           std::to_string(configuration.dwStartType) + "|" + configuration.lpServiceStartName;
 }
 
 void stopService(const std::string& name) {
     SERVICE_STATUS status{};
-    withService(name, SERVICE_STOP,
-                [&status](SC_HANDLE service) { ControlService(service, SERVICE_CONTROL_STOP, &status); });
+    ControlService(openService(name, SERVICE_STOP).get(), SERVICE_CONTROL_STOP, &status);
 }
 
 bool waitForServiceState(const std::string& name, DWORD state, DWORD limitMs) {
@@ -189,36 +147,29 @@ std::optional<std::string> classesRootValue(const std::string& key) {
 
 PipeClient::PipeClient(DWORD limitMs) {
     waitFor(limitMs, [this] {
-        pipe_ = CreateFileA("\\\\.\\pipe\\kovraLauncherPipe", GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                            OPEN_EXISTING, 0, nullptr);
-        return connected();
+        pipe_ = kovra::FileHandle{CreateFileA("\\\\.\\pipe\\kovraLauncherPipe", GENERIC_READ | GENERIC_WRITE,
+                                              0, nullptr, OPEN_EXISTING, 0, nullptr)};
+        return static_cast<bool>(pipe_);
     });
     DWORD mode = PIPE_READMODE_MESSAGE;
-    SetNamedPipeHandleState(pipe_, &mode, nullptr, nullptr);
+    SetNamedPipeHandleState(pipe_.get(), &mode, nullptr, nullptr);
 }
 
-void PipeClient::send(const std::string& message) {
+void PipeClient::send(const std::string& message) const {
     DWORD written = 0;
-    WriteFile(pipe_, message.data(), static_cast<DWORD>(message.size()), &written, nullptr);
+    WriteFile(pipe_.get(), message.data(), static_cast<DWORD>(message.size()), &written, nullptr);
 }
 
-std::string PipeClient::readReply() {
+std::string PipeClient::readReply() const {
     char reply[200];
     DWORD size = 0;
-    if (!ReadFile(pipe_, reply, sizeof reply, &size, nullptr))
-        return "[read error " + std::to_string(GetLastError()) + "]";
+    if (!ReadFile(pipe_.get(), reply, sizeof reply, &size, nullptr))
+        return "[error " + std::to_string(GetLastError()) + "]";
     return {reply, size};
 }
 
-void PipeClient::close() {
-    if (connected())
-        CloseHandle(std::exchange(pipe_, INVALID_HANDLE_VALUE));
-}
-
 std::string command(const std::string& message) {
-    PipeClient client;
-    if (!client.connected())
-        return "[not connected]";
+    const PipeClient client;
     client.send(message);
     return client.readReply();
 }

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <windows.h>
+#include "platform/handles.h"
 
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 // What the checks do with the machine, and what they look at.
 
@@ -14,12 +13,7 @@ namespace checks {
 /// Polls until the condition holds or the time is over; gives whether it holds.
 bool waitFor(DWORD limitMs, const std::function<bool()>& condition);
 
-// Texts
-
 std::string lower(std::string text);
-std::string hex(const std::string& bytes);
-
-// Files
 
 /// The whole file; empty when it can't be read.
 std::string readFile(const std::string& path);
@@ -30,32 +24,29 @@ bool exists(const std::string& path);
 /// Path of a shell folder by its CSIDL number.
 std::string shellFolder(int csidl);
 
-// Processes
-
 /// A process that the checks started; killed at the end unless it has ended.
 class Process {
 public:
     Process() = default;
     explicit Process(const std::string& commandLine);
-    Process(Process&& other) noexcept;
+    Process(Process&&) noexcept = default;
     Process& operator=(Process&& other) noexcept;
-    ~Process();
+
+    ~Process() { kill(); }
 
     /// Whether it ended within the time.
     [[nodiscard]] bool waitForEnd(DWORD limitMs) const;
     void kill();
 
-    [[nodiscard]] HANDLE handle() const { return handle_; }
+    [[nodiscard]] HANDLE handle() const { return handle_.get(); }
 
 private:
-    HANDLE handle_ = nullptr;
+    kovra::KernelHandle handle_;
 };
 
 bool isRunning(const std::string& fileName);
 /// Kills every process of that file name and gives the tick count of that moment.
 DWORD killAll(const std::string& fileName);
-
-// Services
 
 /// 0 when there is no such service.
 DWORD serviceState(const std::string& name);
@@ -64,34 +55,24 @@ std::string serviceConfiguration(const std::string& name);
 void stopService(const std::string& name);
 bool waitForServiceState(const std::string& name, DWORD state, DWORD limitMs);
 
-// Registry
-
 /// A default value below HKEY_CLASSES_ROOT; empty optional when there is no such key or value.
 std::optional<std::string> classesRootValue(const std::string& key);
 
-// The control pipe
-
+/// A client of the control pipe.
 class PipeClient {
 public:
     /// Connects as soon as the instance is free.
     explicit PipeClient(DWORD limitMs = 10'000);
 
-    ~PipeClient() { close(); }
-
-    PipeClient(const PipeClient&) = delete;
-    PipeClient& operator=(const PipeClient&) = delete;
-
-    [[nodiscard]] bool connected() const { return pipe_ != INVALID_HANDLE_VALUE; }
-
-    void send(const std::string& message);
-    [[nodiscard]] std::string readReply();
-    void close();
+    void send(const std::string& message) const;
+    /// A text in brackets when there is none.
+    [[nodiscard]] std::string readReply() const;
 
 private:
-    HANDLE pipe_ = INVALID_HANDLE_VALUE;
+    kovra::FileHandle pipe_;
 };
 
-/// The reply to one command on a connection of its own; a text in brackets when there is none.
+/// The reply to one command on a connection of its own.
 std::string command(const std::string& message);
 
 } // namespace checks

@@ -2,20 +2,19 @@
 
 #include "tests/windows/machine.h"
 
+#include <algorithm>
+#include <fstream>
+
 namespace checks {
 namespace {
 
 constexpr DWORD standInLifeMs = 300'000; // a forgotten one ends by itself
 
 void writeJournal(const std::string& line) {
-    const HANDLE file = CreateFileA(journalFile, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    DWORD written = 0;
-    WriteFile(file, (line + "\n").data(), static_cast<DWORD>(line.size() + 1), &written, nullptr);
-    CloseHandle(file);
+    std::ofstream{journalFile, std::ios::binary | std::ios::app} << line + "\n";
 }
 
-/// Tells how it was started, then every message that reaches its mailslot, byte by byte.
+/// Tells how it was started, then every message that reaches its mailslot, with # for the 0 byte.
 void playApplication() {
     char folder[MAX_PATH] = "";
     GetCurrentDirectoryA(MAX_PATH, folder);
@@ -28,7 +27,8 @@ void playApplication() {
         if (slot == INVALID_HANDLE_VALUE) {
             Sleep(1000);
         } else if (ReadFile(slot, message, sizeof message, &size, nullptr)) {
-            writeJournal("mail|" + hex({message, size}));
+            std::replace(message, message + size, '\0', '#');
+            writeJournal("mail|" + std::string{message, size});
         }
     }
 }
@@ -38,8 +38,7 @@ void playApplication() {
 bool playStandIn(const std::string& ownFileName) {
     if (ownFileName == "kovra.exe")
         playApplication();
-    else if (ownFileName == "winlogon.exe" || ownFileName == "logonui.exe" || ownFileName == "explorer.exe" ||
-             ownFileName == "mysqld.exe")
+    else if (ownFileName != "windowschecks.exe")
         Sleep(standInLifeMs);
     else
         return false;

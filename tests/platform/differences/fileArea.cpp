@@ -12,7 +12,7 @@ namespace {
 constexpr const char* names[] = {"a",       "A",       "b",   "f",       "f\\a",   "f\\g",
                                  "F\\G\\a", "none\\a", "f\\", "caf\xE9", "CAF\xC9"};
 // Read-only ones, which are made once only: not every Windows keeps a powerful user from writing to them.
-constexpr const char* readOnlyNames[] = {"r", "F\\R"};
+constexpr const char* readOnlyNames[] = {"r", "f\\z"};
 constexpr const char* contents[] = {"", "x", "one\r\ntwo", "one\ntwo\r\n", "\r\n\r\nx", "caf\xE9\x1A z"};
 
 FileSystemObject object;
