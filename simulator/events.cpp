@@ -193,6 +193,10 @@ constexpr Event events[] = {
          if (simulated::Process* process = processIn(world, arguments))
              process->unkillable = true;
      }},
+    {"pipe quota told|hidden",
+     [](World& world, const Arguments& arguments) {
+         world.machine.pipes.quotaIsTold = arguments.has("told");
+     }},
     {"processes linger TIME",
      [](World& world, const Arguments& arguments) {
          world.machine.processes.terminationMs = arguments.ms("TIME");

@@ -27,40 +27,8 @@ inline void insideService(simulated::Machine& machine, const std::function<void(
         simulated::Account::localSystem);
 }
 
-/// One start of the application.
-struct ApplicationStart {
-    std::uint64_t at;
-    DWORD session;
-    bool admin;
-    std::string arguments;
-};
-
-/// A machine that notes each start of the application, which then does what a test wants of it.
 class ServiceMachine : public InstalledMachine {
 public:
-    std::vector<ApplicationStart> starts;
-    std::function<void(simulated::Process&)> application;
-
-    ServiceMachine() {
-        processes.onStart["kovra.exe"] = [this](simulated::Process& process) {
-            starts.push_back({scheduler.now(), process.session, process.hasAdminRights(), process.arguments});
-            if (application)
-                application(process);
-        };
-    }
-
-    /// The service's loop turns, and somebody without admin rights works in session 1.
-    void startWithUser() {
-        openWithUser(1);
-        startService();
-    }
-
-    void openWithUser(DWORD session) {
-        sessions.open(session);
-        sessions.logOn(session);
-        sessions.startShell(session);
-    }
-
     void stopService() {
         services.control("Kovra", SERVICE_CONTROL_STOP);
         EXPECT_TRUE(playUntil([&] { return !serviceRuns(); }, 10'000));
