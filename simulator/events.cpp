@@ -264,7 +264,16 @@ constexpr Event events[] = {
      [](World& world, const Arguments& arguments) {
          world.machine.files.write(arguments.wide("PATH"), world.contentOf(arguments.lines));
      }},
+    {"file PATH is also TEXT",
+     [](World& world, const Arguments& arguments) {
+         world.machine.files.addName(arguments.wide("PATH"), arguments.wide("TEXT"));
+     }},
     {"folder PATH made|gone|locked|unlocked", changeFolder},
+    {"junction PATH to TEXT",
+     [](World& world, const Arguments& arguments) {
+         world.machine.files.makeFolder(arguments.wide("PATH"));
+         world.machine.files.setLink(arguments.wide("PATH"), arguments.wide("TEXT"));
+     }},
     {"registry KEY made|gone|locked|unlocked", changeKey},
     {"registry KEY holds TEXT",
      [](World& world, const Arguments& arguments) {

@@ -1,0 +1,62 @@
+#include "libraries/ext/localPath.h"
+#include "libraries/sess/rights.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+namespace kovra::sess {
+namespace {
+
+using enum SessionUser;
+using enum StartToken;
+
+TEST(Rights, TheTokenDependsOnTheUserAndTheSystemsOwnPrograms) {
+    struct {
+        SessionUser user;
+        bool logonProcessUp, logonScreenUp;
+        StartToken normal, admin;
+    } const rows[] = {
+        {Ordinary, true, true, User, User},      {AdminWithLinkedToken, true, true, User, UserElevated},
+        {ElevatedAdmin, true, true, User, User}, {Nobody, true, false, None, Service},
+        {Nobody, false, true, None, None}, // such as the services' own session
+        {Unknown, true, true, None, Service},    {Unknown, true, false, None, None},
+    };
+
+    for (const auto& row : rows) {
+        const SessionFacts facts{row.user, row.logonProcessUp, row.logonScreenUp};
+        EXPECT_EQ(tokenFor(true, facts), row.normal) << "row " << &row - rows;
+        EXPECT_EQ(tokenFor(false, facts), row.admin) << "row " << &row - rows;
+    }
+}
+
+TEST(LogonWatch, EndsWhatOutlivesTheLogon) {
+    struct {
+        SessionUser user;
+        std::uint32_t shellFrom, shellPausesEvery; // seconds
+        std::uint32_t over;                        // the second in which it is, 100: never
+    } const rows[] = {{Nobody, 0, 100, 100},
+                      {Unknown, 5, 100, 15},
+                      {Ordinary, 0, 9, 60}, // it is ended again and again
+                      {Unknown, 100, 100, 100}};
+
+    for (const auto& row : rows) {
+        // The clock turns in between.
+        constexpr std::uint32_t start = 0U - 7000;
+        LogonWatch watch;
+        std::uint32_t second = 0;
+        while (second < 100 && !watch.isOver(start + second * LogonWatch::lookEveryMs, row.user,
+                                             second >= row.shellFrom &&
+                                                 second % row.shellPausesEvery != row.shellPausesEvery - 1))
+            ++second;
+        EXPECT_EQ(second, row.over) << "row " << &row - rows;
+    }
+}
+
+TEST(DrivePath, BeginsWithALetterOfAnyCase) {
+    EXPECT_TRUE(ext::isDrivePath(L"c:\\"));
+    EXPECT_FALSE(ext::isDrivePath(L"c:a"));
+}
+
+} // namespace
+} // namespace kovra::sess
