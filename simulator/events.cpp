@@ -145,6 +145,11 @@ constexpr Event events[] = {
      [](World& world, const Arguments& arguments) {
          world.machine.version = *findWindows(arguments.text("VERSION"));
      }},
+    {"call CALL fails NUMBER times",
+     [](World& world, const Arguments& arguments) {
+         world.machine.fail(arguments.text("CALL"), ERROR_ACCESS_DENIED,
+                            static_cast<std::uint64_t>(arguments.number("NUMBER")));
+     }},
     {"code page CODEPAGE",
      [](World& world, const Arguments& arguments) {
          world.machine.codePage.set(static_cast<UINT>(arguments.number("CODEPAGE")));
@@ -208,6 +213,11 @@ constexpr Event events[] = {
          const std::wstring root = arguments.wide("PATH");
          world.installProduct(root, arguments.has("data") ? arguments.wide("data") : root);
      }},
+    {"executable PATH",
+     [](World& world, const Arguments& arguments) {
+         world.machine.launcherPath = arguments.wide("PATH");
+         world.machine.files.write(world.machine.launcherPath, "");
+     }},
     {"setting NAME = TEXT", addSetting},
     {"library missing|found",
      [](World& world, const Arguments& arguments) {
@@ -243,6 +253,10 @@ constexpr Event events[] = {
          world.machine.start(arguments.wide("TEXT"), world.sessionIn(arguments),
                              arguments.has("as") ? simulated::Account::user
                                                  : simulated::Account::administrator);
+     }},
+    {"other service NAME",
+     [](World& world, const Arguments& arguments) {
+         world.machine.services.add(arguments.text("NAME"), "C:\\elsewhere.exe");
      }},
     {"service installed", installService},
     {"service starts", [](World& world, const Arguments&) { world.machine.services.start("Kovra"); }},

@@ -226,6 +226,13 @@ Verdict isUnchanged(const Map& before, const Map& now) {
     return {seen.empty(), seen};
 }
 
+Verdict servicesListed(World& world, const Arguments& arguments) {
+    std::string names;
+    for (const simulated::Service& service : world.machine.services.list())
+        names += (names.empty() ? "" : " ") + service.name;
+    return isEqual(arguments.text("TEXT"), names);
+}
+
 Verdict servicesUnchanged(World& world, const Arguments&) {
     std::string seen = "now there are:";
     const auto services = world.machine.services.list();
@@ -262,6 +269,7 @@ constexpr Expectation expectations[] = {
     {"shown NUMBER times TEXT", shownTimes<false>},
     {"shown [once] TEXT", shownTimes<false>},
     {"service installed|gone|starting|running|stopping|stopped", serviceIs},
+    {"services list TEXT", servicesListed},
     {"services unchanged", servicesUnchanged},
     {"file PATH there|gone", fileIsThere},
     {"file PATH holds TEXT",

@@ -1,5 +1,6 @@
 #include "simulator/pattern.h"
 
+#include "platform/simulated/call.h"
 #include "simulator/text.h"
 #include "simulator/windowsVersions.h"
 
@@ -69,7 +70,13 @@ struct Kind {
     bool (*fits)(std::string_view word);
 };
 
+bool isCall(std::string_view word) {
+    const std::vector<std::string>& names = simulated::functionNames();
+    return std::find(names.begin(), names.end(), word) != names.end();
+}
+
 constexpr Kind kinds[] = {
+    {"CALL", "call of the platform", isCall},
     {"CODEPAGE", "code page",
      [](std::string_view word) { return isCodePage(parseNumber(word).value_or(0)); }},
     {"KEY", "registry key below HKCR", [](std::string_view word) { return word.starts_with("HKCR\\"); }},

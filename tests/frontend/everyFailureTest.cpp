@@ -2,12 +2,14 @@
 #include "service/serviceProcess.h"
 
 #include <algorithm>
-#include <iterator>
+#include <functional>
 #include <map>
-#include <memory>
 
 namespace kovra {
 namespace {
+
+/// How often each function was called.
+using Calls = std::map<std::string, std::uint64_t>;
 
 struct Job {
     const wchar_t* line;
@@ -21,7 +23,7 @@ public:
     JobMachine(const simulated::WindowsVersion& windows, const Job& job) {
         version = windows;
         keepHappenings = false;
-        files.write(L"C:\\new\\ffmpeg\\ffmpeg.exe", "");
+        files.write(L"C:\\new\\ffmpeg.exe", "");
         files.write(L"C:\\Kovra\\bin\\ffmpeg\\old.exe", "");
         if (job.installed) {
             run(L"-installServices current");
@@ -43,8 +45,9 @@ public:
         before_ = callsByName();
     }
 
-    /// Whether the process ends in order, and what it may do once only isn't done twice.
-    void carryOut(const wchar_t* line) {
+    /// Whether the process ends in order, and what it may do once only isn't done twice. Gives what it
+    /// called.
+    Calls carryOut(const wchar_t* line) {
         EXPECT_TRUE(run(line)) << "it doesn't end";
         play(2000);
         EXPECT_LE(starts_, 1);
@@ -52,25 +55,34 @@ public:
         EXPECT_TRUE(files.fileExists(launcherPath));
         EXPECT_TRUE(files.fileExists(L"C:\\Kovra\\bin\\kovraShellExt.dll") ||
                     files.fileExists(L"C:\\Kovra\\bin\\kovraShellExt.tmp.dll"));
-    }
-
-    /// The functions that the job has called, with how often.
-    [[nodiscard]] std::map<std::string, std::uint64_t> callsOfTheJob() const {
-        std::map<std::string, std::uint64_t> calls = callsByName();
-        for (auto& [function, count] : calls) {
-            if (const auto earlier = before_.find(function); earlier != before_.end())
-                count -= earlier->second;
-        }
+        Calls calls = callsByName();
+        for (const auto& [function, count] : before_)
+            calls[function] -= count;
         return calls;
     }
 
 private:
     int starts_ = 0;
-    std::map<std::string, std::uint64_t> before_;
+    Calls before_;
 };
 
-TEST(EveryFailure, LeavesEachJobInOrder) {
+/// Plays once for each of the first calls of each function, which then fails.
+void failEach(const Calls& calls,
+              const std::function<void(const std::string& function, std::uint64_t earlierCalls)>& play) {
     constexpr std::uint64_t mostOfOneFunction = 6; // behind that the same place is asked again and again
+    for (const auto& [function, count] : calls) {
+        if (function.find("Close") != std::string::npos)
+            continue; // what is open can be closed
+        for (std::uint64_t number = 0; number < std::min(count, mostOfOneFunction); ++number) {
+            SCOPED_TRACE(testing::Message() << function << " fails, call " << number + 1);
+            play(function, number);
+            if (testing::Test::HasFailure())
+                return;
+        }
+    }
+}
+
+TEST(EveryFailure, LeavesEachJobInOrder) {
     const Job jobs[] = {{L"", false, true},
                         {L"-restart", false, true},
                         {L"installUpdate", false, false},
@@ -82,46 +94,29 @@ TEST(EveryFailure, LeavesEachJobInOrder) {
                         {L"-resetShortcuts current", false, false},
                         {L"-registerContextMenu", false, false},
                         {L"-unregisterContextMenu", true, false},
-                        {L"-installFfmpegFrom C:\\new\\ffmpeg", false, false},
+                        {L"-installFfmpegFrom C:\\new", false, false},
                         {L"-uninstallApplication removeDataDirectory", true, true}};
 
     for (const simulated::WindowsVersion& windows : {windowsXp, windowsVista, windows8}) {
         for (const Job& job : jobs) {
             SCOPED_TRACE(testing::Message() << "Windows " << windows.major << '.' << windows.minor << ", \""
                                             << testing::PrintToString(job.line) << '"');
-            auto whole = std::make_unique<JobMachine>(windows, job);
-            whole->carryOut(job.line);
-            const std::map<std::string, std::uint64_t> calls = whole->callsOfTheJob();
-            whole.reset();
-            for (const auto& [function, count] : calls) {
-                if (function.find("Close") != std::string::npos)
-                    continue; // what is open can be closed
-                for (std::uint64_t number = 0; number < std::min(count, mostOfOneFunction); ++number) {
-                    SCOPED_TRACE(testing::Message() << function << " fails, call " << number + 1);
-                    JobMachine machine(windows, job);
-                    machine.fail(function, ERROR_ACCESS_DENIED, 1, number);
-                    machine.carryOut(job.line);
-                    if (function == "CreateEventA" || function == "CreateThread")
-                        machine.misuses.clear(); // the started service goes on, and waits on what isn't there
-                    if (HasFailure())
-                        return;
-                }
-            }
+            const Calls calls = JobMachine(windows, job).carryOut(job.line);
+            failEach(calls, [&](const std::string& function, std::uint64_t earlierCalls) {
+                JobMachine machine(windows, job);
+                machine.fail(function, ERROR_ACCESS_DENIED, 1, earlierCalls);
+                machine.carryOut(job.line);
+                if (function == "CreateEventA" || function == "CreateThread")
+                    machine.misuses.clear(); // the started service goes on, and waits on what isn't there
+            });
         }
     }
 }
 
-/// Without these it is no service that the service manager could stop; a revert that fails ends it at once;
-/// and what is open can be closed.
-bool isMeantToHold(const std::string& function) {
-    const char* const names[] = {"CreateEventA", "CreateThread",     "RegisterServiceCtrlHandlerA",
-                                 "SetEvent",     "SetServiceStatus", "RevertToSelf"};
-    return std::find(std::begin(names), std::end(names), function) != std::end(names) ||
-           function.find("Close") != std::string::npos;
-}
-
-/// A service's life from the logon screen to a user's desktop, with two commands, up to its stop.
-void liveAndStop(ServiceMachine& machine) {
+/// A service's life from the logon screen to a user's desktop, with a command, up to its stop.
+Calls liveAndStop(const std::string& failing = "CloseHandle", std::uint64_t earlierCalls = UINT64_MAX) {
+    ServiceMachine machine;
+    machine.fail(failing, ERROR_ACCESS_DENIED, 1, earlierCalls);
     machine.keepHappenings = false;
     machine.letApplicationReport();
     machine.sessions.open(1);
@@ -136,28 +131,17 @@ void liveAndStop(ServiceMachine& machine) {
     machine.services.control("Kovra", SERVICE_CONTROL_STOP);
     EXPECT_TRUE(machine.playUntil([&] { return !machine.serviceRuns(); }, 3000)) << "it doesn't stop";
     machine.play(2000);
+    return machine.callsByName();
 }
 
 TEST(EveryFailure, LeavesTheServiceInOrder) {
-    constexpr std::uint64_t mostOfOneFunction = 6;
-    std::map<std::string, std::uint64_t> calls;
-    {
-        ServiceMachine machine;
-        liveAndStop(machine);
-        calls = machine.callsByName();
-    }
-    for (const auto& [function, count] : calls) {
-        if (isMeantToHold(function))
-            continue;
-        for (std::uint64_t number = 0; number < std::min(count, mostOfOneFunction); ++number) {
-            SCOPED_TRACE(testing::Message() << function << " fails, call " << number + 1);
-            ServiceMachine machine;
-            machine.fail(function, ERROR_ACCESS_DENIED, 1, number);
-            liveAndStop(machine);
-            if (HasFailure())
-                return;
-        }
-    }
+    Calls calls = liveAndStop();
+    // Without these it is no service that the service manager could stop; a revert that fails ends it at
+    // once.
+    for (const char* name : {"CreateEventA", "CreateThread", "RegisterServiceCtrlHandlerA", "SetEvent",
+                             "SetServiceStatus", "RevertToSelf"})
+        calls.erase(name);
+    failEach(calls, liveAndStop);
 }
 
 } // namespace

@@ -15,7 +15,6 @@ namespace kovra {
 class ShellMachine : public InstalledMachine {
 public:
     static constexpr const wchar_t* templatePath = L"C:\\Kovra\\bin\\default\\contextMenu.reg";
-    static constexpr const wchar_t* outputPath = L"C:\\Kovra\\data\\temp\\contextMenu.reg";
     static constexpr const wchar_t* menuKey = L"Directory\\Shell\\KOVRA.share";
 
     ShellMachine() {
@@ -52,23 +51,11 @@ public:
         play(200);
     }
 
-    [[nodiscard]] std::optional<std::wstring> defaultValue(std::wstring_view key) const {
-        return registry.text(key, L"");
-    }
-
     void removeLanguageFile() { files.remove(L"C:\\Kovra\\www\\includes\\lng\\en.php"); }
 };
 
-inline const simulated::ShellCall registersExtension{"Open", "regsvr32.exe", "/s kovraShellExt.dll",
-                                                     "C:\\Kovra\\bin", SW_HIDE};
-inline const simulated::ShellCall unregistersExtension{"Open", "regsvr32.exe", "/u /s kovraShellExt.dll",
-                                                       "C:\\Kovra\\bin", SW_HIDE};
-inline const simulated::ShellCall importsTemplate{
-    "Open", "regedit", "/s \"C:\\Kovra\\data\\temp\\contextMenu.reg\"", "C:\\Kovra\\data\\temp", SW_HIDE};
-
 inline constexpr simulated::WindowsVersion windowsXp{5, 1, VER_PLATFORM_WIN32_NT};
 inline constexpr simulated::WindowsVersion windowsVista{6, 0, VER_PLATFORM_WIN32_NT};
-inline constexpr simulated::WindowsVersion windows7{6, 1, VER_PLATFORM_WIN32_NT};
 inline constexpr simulated::WindowsVersion windows8{6, 2, VER_PLATFORM_WIN32_NT};
 
 } // namespace kovra

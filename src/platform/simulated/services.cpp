@@ -247,7 +247,8 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWO
     ServiceManager& services = machine().services;
     Service& service = services.add(name, binaryPath);
     service.displayName = displayName;
-    machine().tell(Side::launcher, "creates the service " + service.name);
+    machine().tell(Side::launcher, "creates the service " + service.name + ", displayed as " +
+                                       service.displayName + ", of " + service.binaryPath);
     return services.open(&service, access);
 }
 

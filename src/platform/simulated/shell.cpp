@@ -53,8 +53,9 @@ Process* Shell::startTool(const std::string& file, DWORD session, Account accoun
 }
 
 void Shell::execute(const ShellCall& call, DWORD session, Account account) {
-    machine_.tell(Side::launcher,
-                  "runs " + call.file + (call.parameters.empty() ? "" : " " + call.parameters));
+    machine_.tell(Side::launcher, "runs " + call.file +
+                                      (call.parameters.empty() ? "" : " " + call.parameters) + " in " +
+                                      call.directory);
     const std::string program = lowerCase(call.file);
     if (program == "net") {
         if (call.parameters.starts_with("start ") && account != Account::user)
