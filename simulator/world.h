@@ -5,6 +5,7 @@
 #include "simulator/text.h"
 
 #include <cstdint>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,7 +28,7 @@ struct Application {
 struct Beginning {
     simulated::FileSnapshot files; ///< without the trace's folder
     simulated::Registry::Contents registry;
-    std::vector<simulated::Service> services;
+    std::list<simulated::Service> services;
 };
 
 /// Whose rights a process has, as a scenario says it: `user`, `admin` or `system`.

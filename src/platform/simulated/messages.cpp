@@ -22,15 +22,17 @@ BOOL PeekMessageA(MSG*, HWND window, UINT first, UINT last, UINT remove) {
     const Call<"PeekMessageA"> call;
     call.expect(window == nullptr && first == 0 && last == 0 && remove == PM_REMOVE, "not every message");
     Thread& self = *currentThread();
-    if (std::size_t& messages = self.process()->messages; messages > 0) {
-        --messages;
+    Process& process = *self.process();
+    call.expect(!process.hasMessage, "the message before isn't dispatched");
+    if (process.messages > 0) {
+        --process.messages;
+        process.hasMessage = true;
         return TRUE;
     }
     // Looking again at once takes time: without that a thread that polls would never see the clock move.
-    Scheduler& scheduler = machine().scheduler;
-    if (self.polledAt == scheduler.now())
-        scheduler.blockUntil(scheduler.now() + 1, [] { return false; });
-    self.polledAt = scheduler.now();
+    if (self.polledAt == machine().scheduler.now())
+        machine().scheduler.work(1);
+    self.polledAt = machine().scheduler.now();
     return FALSE;
 }
 
@@ -39,5 +41,7 @@ BOOL TranslateMessage(const MSG*) {
 }
 
 LRESULT DispatchMessageA(const MSG*) {
+    const InsideMachine inside;
+    currentThread()->process()->hasMessage = false;
     return 0;
 }

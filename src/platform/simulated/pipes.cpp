@@ -123,7 +123,7 @@ HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxIn
     const std::string_view path{name};
     call.expect(path.starts_with(Pipes::prefix) && openMode == PIPE_ACCESS_DUPLEX &&
                     pipeMode == (PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_NOWAIT) &&
-                    maxInstances <= 255,
+                    maxInstances > 0 && maxInstances <= 255,
                 "a pipe of another kind");
     const auto pipe = std::make_shared<Pipe>();
     pipe->name = path.substr(Pipes::prefix.size());

@@ -32,6 +32,7 @@ public:
     std::string arguments;      ///< behind the program name
     Service* service = nullptr; ///< the service that it was started for, if any
     std::size_t messages = 0;   ///< that wait for its main thread to serve them
+    bool hasMessage = false;    ///< its main thread has taken one that it hasn't dispatched
     bool ended = false;
     std::optional<OpenFile> workingFolder; ///< held by the process; empty: one that nobody deletes
     std::map<const void*, std::unique_ptr<char[]>> memory; ///< blocks of GlobalAlloc that are not freed

@@ -44,10 +44,6 @@ Service* ServiceManager::find(std::string_view name) const {
     return found == services_.end() ? nullptr : const_cast<Service*>(&*found);
 }
 
-std::vector<Service> ServiceManager::list() const {
-    return {services_.begin(), services_.end()};
-}
-
 bool ServiceManager::start(std::string_view name) {
     Service* service = find(name);
     // The image path's program stands in double quotes, its arguments follow behind a blank.
@@ -217,13 +213,6 @@ bool isManager(SC_HANDLE handle, DWORD access) {
     return opened != nullptr && opened->service == nullptr && (opened->access & access) == access;
 }
 
-bool isTaken(std::string_view name, std::string_view displayName) {
-    const std::vector<Service> services = machine().services.list();
-    return std::any_of(services.begin(), services.end(), [&](const Service& service) {
-        return sameName(service.name, name) || sameName(service.displayName, displayName);
-    });
-}
-
 } // namespace
 
 SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD access) {
@@ -242,9 +231,9 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWO
     call.expect(loadOrderGroup == nullptr && tagId == nullptr && dependencies == nullptr &&
                     password == nullptr,
                 "load order group, tag, dependencies, password");
-    if (call.fails() || !isManager(manager, SC_MANAGER_CREATE_SERVICE) || isTaken(name, displayName))
-        return nullptr;
     ServiceManager& services = machine().services;
+    if (call.fails() || !isManager(manager, SC_MANAGER_CREATE_SERVICE) || services.find(name) != nullptr)
+        return nullptr;
     Service& service = services.add(name, binaryPath);
     service.displayName = displayName;
     machine().tell(Side::launcher, "creates the service " + service.name + ", displayed as " +

@@ -46,7 +46,8 @@ public:
 
     Service& add(const std::string& name, const std::string& binaryPath);
     [[nodiscard]] Service* find(std::string_view name) const;
-    [[nodiscard]] std::vector<Service> list() const;
+
+    [[nodiscard]] const std::list<Service>& list() const { return services_; }
 
     /// Starts the service's process; no when it is unknown, marked for deletion or not stopped. A process
     /// that has reported SERVICE_STOPPED may still be there.

@@ -18,10 +18,7 @@ SpecialFolders::SpecialFolders() {
              {CSIDL_COMMON_STARTUP, shared + startup}};
     const std::wstring services = L"C:\\Windows\\System32\\config\\systemprofile\\AppData\\Roaming";
     servicesPaths = {{CSIDL_APPDATA, services}, {CSIDL_STARTUP, services + startup}};
-    environment = {
-        {L"APPDATA", roaming},      {L"ProgramData", shared},        {L"ProgramFiles", L"C:\\Program Files"},
-        {L"SystemDrive", L"C:"},    {L"SystemRoot", L"C:\\Windows"}, {L"USERPROFILE", L"C:\\Users\\user"},
-        {L"windir", L"C:\\Windows"}};
+    environment = {{L"APPDATA", roaming}, {L"SystemDrive", L"C:"}, {L"USERPROFILE", L"C:\\Users\\user"}};
 }
 
 } // namespace kovra::simulated
@@ -35,12 +32,10 @@ HRESULT SHGetSpecialFolderLocation(HWND, int folder, ITEMIDLIST** list) {
     const bool areServices =
         callersAccount() == Account::localSystem && folders.servicesPaths.contains(folder);
     const auto& paths = areServices ? folders.servicesPaths : folders.paths;
-    const auto found = paths.find(folder);
-    if (call.fails() || found == paths.end())
+    if (call.fails() || !paths.contains(folder))
         return static_cast<HRESULT>(0x80004005U); // E_FAIL
-    auto given = std::make_shared<ITEMIDLIST>(ITEMIDLIST{found->second});
-    *list = given.get();
-    folders.lists.emplace(*list, std::move(given));
+    *list = new ITEMIDLIST{paths.at(folder)};
+    folders.lists.emplace(*list, *list);
     return 0;
 }
 

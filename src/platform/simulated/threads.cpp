@@ -95,6 +95,5 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, D
 
 void Sleep(DWORD milliseconds) {
     const Call<"Sleep"> call;
-    Scheduler& scheduler = machine().scheduler;
-    scheduler.blockUntil(scheduler.now() + milliseconds, [] { return false; });
+    machine().scheduler.work(milliseconds);
 }
