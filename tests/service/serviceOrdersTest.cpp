@@ -1,13 +1,13 @@
 #include "service/serviceProcess.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 
 namespace kovra {
 namespace {
 
 using simulated::Happening;
-using testing::IsEmpty;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::uint32_t orders = 500;
@@ -44,30 +44,22 @@ public:
         const std::vector<DWORD> states = services.find("Kovra")->reportedStates();
         EXPECT_EQ(states.empty() ? 0 : states.back(), SERVICE_STOPPED);
         const auto startsLate = [](DWORD before, DWORD state) {
-            return state == SERVICE_START_PENDING &&
-                   (before == SERVICE_RUNNING || before == SERVICE_STOP_PENDING);
+            return state == SERVICE_START_PENDING && before != SERVICE_STOPPED;
         };
         EXPECT_EQ(std::adjacent_find(states.begin(), states.end(), startsLate), states.end());
     }
 
 private:
     void act() {
-        switch (order_() % 5) {
-        case 0:
+        constexpr DWORD controls[] = {SERVICE_CONTROL_STOP, SERVICE_CONTROL_SHUTDOWN,
+                                      SERVICE_CONTROL_INTERROGATE};
+        const std::uint32_t drawn = order_() % (2 + std::size(controls));
+        if (drawn == 0)
             services.start("Kovra");
-            break;
-        case 1:
-            services.control("Kovra", SERVICE_CONTROL_STOP);
-            break;
-        case 2:
-            services.control("Kovra", SERVICE_CONTROL_SHUTDOWN);
-            break;
-        case 3:
-            services.control("Kovra", SERVICE_CONTROL_INTERROGATE);
-            break;
-        default:
+        else if (drawn <= std::size(controls))
+            services.control("Kovra", controls[drawn - 1]);
+        else
             pipes.say("exit");
-        }
     }
 
     std::mt19937 order_;
