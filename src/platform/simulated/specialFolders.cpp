@@ -53,6 +53,6 @@ BOOL SHGetPathFromIDListA(const ITEMIDLIST* list, LPSTR path) {
 
 void CoTaskMemFree(LPVOID memory) {
     const Call<"CoTaskMemFree"> call;
-    Machine& here = machine();
-    call.expect(memory == nullptr || here.shell.specialFolders.lists.erase(memory) == 1, "unknown memory");
+    auto& lists = machine().shell.specialFolders.lists;
+    call.expect(memory == nullptr || lists.erase(memory) == 1, "unknown memory");
 }
