@@ -102,8 +102,8 @@ public:
 
 private:
     Machine& machine_;
-    std::vector<std::shared_ptr<void>>
-        talks_; // keeps the programs' ends open for as long as the machine lasts
+    // They keep the programs' ends open for as long as the machine lasts.
+    std::vector<std::shared_ptr<void>> talks_;
 };
 
 /// Its security descriptor has an access list that admits everybody.

@@ -43,8 +43,8 @@ struct ShellCall {
 /// What a console program writes: pieces, each so many milliseconds behind the one before, then the end.
 struct ConsoleRun {
     std::vector<std::pair<std::uint64_t, std::string>> output;
-    std::uint64_t endsAfter =
-        0; ///< milliseconds behind the last piece; `Scheduler::never`: keeps its output open
+    /// Milliseconds behind the last piece; `Scheduler::never`: keeps its output open.
+    std::uint64_t endsAfter = 0;
 };
 
 /// What a shell link's file (.lnk) holds, each property as it was set.
