@@ -33,21 +33,22 @@ TEST(Rights, TheTokenDependsOnTheUserAndTheSystemsOwnPrograms) {
 TEST(LogonWatch, EndsWhatOutlivesTheLogon) {
     struct {
         SessionUser user;
-        std::uint32_t shellFrom, shellPausesEvery; // seconds
-        std::uint32_t over;                        // the second in which it is, 100: never
+        std::uint32_t shellFrom, shellPausesEvery, over; // seconds; 100: never
     } const rows[] = {{Nobody, 0, 100, 100},
                       {Unknown, 5, 100, 15},
                       {Ordinary, 0, 9, 60}, // it is ended again and again
                       {Unknown, 100, 100, 100}};
 
     for (const auto& row : rows) {
-        // The clock turns in between.
-        constexpr std::uint32_t start = 0U - 7000;
         LogonWatch watch;
         std::uint32_t second = 0;
-        while (second < 100 && !watch.isOver(start + second * LogonWatch::lookEveryMs, row.user,
-                                             second >= row.shellFrom &&
-                                                 second % row.shellPausesEvery != row.shellPausesEvery - 1))
+        const auto isOver = [&] {
+            const bool isUp =
+                second >= row.shellFrom && second % row.shellPausesEvery != row.shellPausesEvery - 1;
+            // The clock turns in between.
+            return watch.isOver(second * LogonWatch::lookEveryMs - 7000, row.user, isUp);
+        };
+        while (second < 100 && !isOver())
             ++second;
         EXPECT_EQ(second, row.over) << "row " << &row - rows;
     }

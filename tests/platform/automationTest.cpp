@@ -15,23 +15,23 @@ std::optional<TextStream> openStream(IoMode mode) {
 }
 
 CONTRACT_TEST(Automation, ATextIsReadByLinesAndWhole) {
-    struct Text {
+    const struct {
         std::string content;
         std::vector<std::wstring> lines;
         std::optional<std::wstring> whole;
-    };
+    } texts[] = {{"", {}, {}},
+                 {"one\r\ntwo\n\r\n", {L"one", L"two", {}}, L"one\r\ntwo\n\r\n"},
+                 {"\xE4\rb\n\xFF\r", {L"\u00E4\rb", L"\u00FF\r"}, L"\u00E4\rb\n\u00FF\r"}};
 
-    const Text texts[] = {{"", {}, {}},
-                          {"one\r\ntwo\n\r\n", {L"one", L"two", {}}, L"one\r\ntwo\n\r\n"},
-                          {"\xE4\rb\n\xFF\r", {L"\u00E4\rb", L"\u00FF\r"}, L"\u00E4\rb\n\u00FF\r"}};
-    for (const Text& text : texts) {
+    for (const auto& text : texts) {
         write(path, text.content);
         EXPECT_EQ(openStream(IoMode::ForReading)->ReadAll(), text.whole);
         std::optional<TextStream> stream = openStream(IoMode::ForReading);
-        std::vector<std::wstring> lines;
-        while (stream->AtEndOfStream() == false && lines.size() < 9)
-            lines.push_back(stream->ReadLine().value_or(L"no line"));
-        EXPECT_EQ(lines, text.lines);
+        for (const std::wstring& line : text.lines) {
+            EXPECT_EQ(stream->AtEndOfStream(), false);
+            EXPECT_EQ(stream->ReadLine(), line);
+        }
+        EXPECT_EQ(stream->AtEndOfStream(), true);
         EXPECT_FALSE(stream->ReadLine());
     }
 }
@@ -41,7 +41,7 @@ CONTRACT_TEST(Automation, AStreamWritesTextOfTheCodePage) {
     std::optional<TextStream> stream = openStream(IoMode::ForWriting);
     EXPECT_TRUE(stream->Write(L"\u00E4b"));
     EXPECT_BUT_NOT_UNDER_WINE(!stream->Write(L"\u4E2D"), "it writes a question mark");
-    EXPECT_FALSE(DeleteFileA(path.c_str()));
+    EXPECT_FALSE(DeleteFileA(path.c_str())) << "open";
     stream->Close();
     EXPECT_EQ(read(path).substr(0, 2), "\xE4\x62");
     EXPECT_TRUE(DeleteFileA(path.c_str()));
@@ -68,22 +68,17 @@ CONTRACT_TEST(Automation, AShortcutIsAFileOnceItIsSaved) {
     EXPECT_TRUE(shortcut->setWindowStyle(4));
     EXPECT_TRUE(shortcut->setIconLocation(L"C:\\K\\Kovra.exe, 0"));
     EXPECT_EQ(read(path + ".lnk"), "");
-    for (const char* saved : {"anew", "over the one that is there"}) {
-        EXPECT_TRUE(shortcut->Save()) << saved;
-        EXPECT_NE(read(path + ".lnk"), "") << saved;
-    }
+    EXPECT_TRUE(shortcut->Save());
+    EXPECT_TRUE(shortcut->Save()) << "over the one that is there";
+    EXPECT_NE(read(path + ".lnk"), "");
     EXPECT_FALSE(shell.createShortcut(L"C:\\Scratch\\missing\\a.lnk")->Save());
 }
 
 CONTRACT_TEST(Automation, TheEnvironmentIsPutIntoTexts) {
-    using Row = std::pair<const wchar_t*, const wchar_t*>;
-    for (const auto& [text, expected] :
-         {Row{L"100% %no%SystemDrive%\\%a%", L"100% %noC:\\%a%"}, Row{L"%systemDRIVE%%", L"C:%"}}) {
-        const std::wstring result =
-            WshShell::create().ExpandEnvironmentStrings(text).value_or(std::wstring{});
-        EXPECT_BUT_NOT_UNDER_WINE(result == expected, "it has a NUL at the end");
-        EXPECT_STREQ(result.c_str(), expected);
-    }
+    const std::optional<std::wstring> text =
+        WshShell::create().ExpandEnvironmentStrings(L"100% %no%SystemDrive%\\%a% %systemDRIVE%%");
+    EXPECT_STREQ(text->c_str(), L"100% %noC:\\%a% C:%");
+    EXPECT_BUT_NOT_UNDER_WINE(text->back() != L'\0', "it has a NUL at the end");
 }
 
 } // namespace

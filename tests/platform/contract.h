@@ -2,11 +2,16 @@
 
 #include "platform/handles.h"
 #include "platform/win32.h"
+// Another program's end of a message pipe, PipeClient. None of its calls waits, and it is connected until the
+// server has dropped it. An anonymous one doesn't let the server know who it is.
+#ifdef _WIN32
+#include "tests/platform/windows/pipeClient.h"
+#else
+#include "tests/platform/simulated/pipeClient.h"
+#endif
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -90,39 +95,10 @@ inline std::string read(const std::string& path) {
         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)};
 }
 
-/// Another program's end of a message pipe. None of its calls waits.
-class PipeClient {
-public:
-    /// Connects to the pipe of the name behind "\\.\pipe\", if that takes it; an anonymous one doesn't let
-    /// the server know who it is.
-    explicit PipeClient(const std::string& name, bool isAnonymous = false);
-    ~PipeClient();
-
-    /// No once the server has dropped it, too.
-    [[nodiscard]] bool connected() const;
-    bool write(const std::string& message);
-    /// The message that waits, if one does.
-    std::optional<std::string> read();
-    void close();
-
-private:
-    struct End;
-    std::unique_ptr<End> end_;
-};
-
-/// Another program's mailslot.
-class Mailslot {
-public:
-    explicit Mailslot(const std::string& name);
-    ~Mailslot();
-
-    /// The message that waits, if one does.
-    std::optional<std::string> read();
-
-private:
-    struct End;
-    std::unique_ptr<End> end_;
-};
+/// Makes a mailslot, another program's, which is there until the test ends.
+void makeMailslot(const std::string& name);
+/// The message that waits in it.
+std::string readMailslot(const std::string& name);
 
 } // namespace kovra::contract
 

@@ -38,86 +38,82 @@ FileHandle lay(char thing, std::string path) {
 }
 
 struct At {
-    FileSystemObject& files;
     std::string path;
-    std::wstring name; ///< the path too
+    std::wstring name{path.begin(), path.end()};
+    FileSystemObject files = FileSystemObject::create();
+    /// Fails in everything where there is no file.
+    File file = files.GetFile(name).value_or(File{AutomationObject{}});
+
+    [[nodiscard]] bool isThere() const { return files.FileExists(name) || files.FolderExists(name); }
 };
 
 struct Deed {
     const char* name;
-    /// For each of the things whether it is done: + yes, - no, * either. What takes away is done when nothing
-    /// is left, whatever it gives.
-    std::string_view outcomes;
-    bool takesAway;
-    bool (*isDone)(const At& at);
+    std::string_view outcomes; ///< for each of the things whether it is done: + yes, - no, * either
+    bool (*isDone)(At at);
     std::string_view underWine = outcomes; ///< where that differs
 };
-
-/// Fails in everything where there is no file.
-File fileAt(const At& at) {
-    return at.files.GetFile(at.name).value_or(File{AutomationObject{}});
-}
 
 // Wine may write to a read-only file where it runs as root. Its text streams share their file with nobody. It
 // has no MoveFolder, and what moves in its place takes files too, and what is held.
 const Deed deeds[] = {
-    {"FileExists", "-+++++----", false, [](const At& at) { return at.files.FileExists(at.name); }},
-    {"FolderExists", "------++++", false, [](const At& at) { return at.files.FolderExists(at.name); }},
-    {"GetFile", "-+++++----", false, [](const At& at) { return at.files.GetFile(at.name).has_value(); }},
-    {"GetFolder", "------++++", false, [](const At& at) { return at.files.GetFolder(at.name).has_value(); }},
-    {"CreateFileA for reading", "-++++-----", false,
-     [](const At& at) { return !!open(at.path, GENERIC_READ, OPEN_EXISTING); }},
-    {"CreateFileA for writing", "++--+-----", false,
-     [](const At& at) { return !!open(at.path, GENERIC_WRITE, CREATE_ALWAYS); }, "++*-+-----"},
-    {"openForAppending", "++-*+-----", false,
-     [](const At& at) { return !!openForAppending(openFolder(scratchFolder), &at.name[folderLength]); },
+    {"FileExists", "-+++++----", [](At at) { return at.files.FileExists(at.name); }},
+    {"FolderExists", "------++++", [](At at) { return at.files.FolderExists(at.name); }},
+    {"GetFile", "-+++++----", [](At at) { return !!at.files.GetFile(at.name); }},
+    {"GetFolder", "------++++", [](At at) { return !!at.files.GetFolder(at.name); }},
+    {"CreateFileA for reading", "-++++-----",
+     [](At at) { return !!open(at.path, GENERIC_READ, OPEN_EXISTING); }},
+    {"CreateFileA for writing", "++--+-----",
+     [](At at) { return !!open(at.path, GENERIC_WRITE, CREATE_ALWAYS); }, "++*-+-----"},
+    {"openForAppending", "++-*+-----",
+     [](At at) { return !!openForAppending(openFolder(scratchFolder), &at.name[folderLength]); },
      "++**+-----"},
-    {"OpenTextFile for reading", "-++++-----", false,
-     [](const At& at) { return !!at.files.OpenTextFile(at.name, IoMode::ForReading, false); }, "-+++------"},
-    {"OpenTextFile for writing", "++--+-----", false,
-     [](const At& at) { return !!at.files.OpenTextFile(at.name, IoMode::ForWriting, true); }, "++*-------"},
-    {"CreateTextFile", "++--+-----", false,
-     [](const At& at) { return !!at.files.CreateTextFile(at.name, true); }, "++*-------"},
-    {"OpenAsTextStream", "-++++*****", false,
-     [](const At& at) { return !!fileAt(at).OpenAsTextStream(IoMode::ForReading); }, "-+++******"},
-    {"RemoveDirectoryA", "------+---", true,
-     [](const At& at) { return !!RemoveDirectoryA(at.path.c_str()); }},
-    {"DeleteFileA", "-+--------", true, [](const At& at) { return !!DeleteFileA(at.path.c_str()); }},
-    {"Delete", "-+--------", true, [](const At& at) { return fileAt(at).Delete(false); }},
-    {"Delete by force", "-++-------", true, [](const At& at) { return fileAt(at).Delete(true); }},
-    {"DeleteFile", "-+--------", true, [](const At& at) { return at.files.DeleteFile(at.name, false); }},
-    {"DeleteFile by force", "-++-------", true,
-     [](const At& at) { return at.files.DeleteFile(at.name, true); }},
-    {"DeleteFolder", "------++--", true, [](const At& at) { return at.files.DeleteFolder(at.name, false); }},
-    {"DeleteFolder by force", "------+++-", true,
-     [](const At& at) { return at.files.DeleteFolder(at.name, true); }},
-    {"MoveFile", "-+++--****", true, [](const At& at) { return at.files.MoveFile(at.name, at.name + L"2"); }},
-    {"MoveFile onto one", "----------", true,
-     [](const At& at) { return at.files.MoveFile(at.name, L"C:\\Scratch"); }},
-    {"MoveFolder", "------+++-", true,
-     [](const At& at) { return at.files.MoveFolder(at.name, at.name + L"2"); }, "-+++--++++"},
-    {"MoveFolder onto one", "----------", true,
-     [](const At& at) { return at.files.MoveFolder(at.name, L"C:\\Scratch"); }},
+    {"OpenTextFile to read", "-++++-----",
+     [](At at) { return !!at.files.OpenTextFile(at.name, IoMode::ForReading, false); }, "-+++------"},
+    {"OpenTextFile to write", "++--+-----",
+     [](At at) { return !!at.files.OpenTextFile(at.name, IoMode::ForWriting, true); }, "++*-------"},
+    {"CreateTextFile", "++--+-----", [](At at) { return !!at.files.CreateTextFile(at.name, true); },
+     "++*-------"},
+    {"OpenAsTextStream", "-++++*****", [](At at) { return !!at.file.OpenAsTextStream(IoMode::ForReading); },
+     "-+++******"},
 };
 
-CONTRACT_TEST(Files, DeedsAreDoneToWhatTheyAreFor) {
-    FileSystemObject files = FileSystemObject::create();
-    for (const Deed& deed : deeds) {
-        const std::string_view expected = underWine() ? deed.underWine : deed.outcomes;
-        std::string outcomes;
-        for (const char thing : things) {
-            const std::string path =
-                scratchFolder + '\\' + deed.name + std::to_string(outcomes.size()) + ".dll";
-            const At at{files, path, {path.begin(), path.end()}};
-            const auto isThere = [&] { return files.FileExists(at.name) || files.FolderExists(at.name); };
-            const FileHandle opened = lay(thing, path);
-            const bool wasThere = isThere();
-            const bool isDone = deed.isDone(at);
-            const bool hasEffect = deed.takesAway ? wasThere && !isThere() : isDone;
-            outcomes += expected[outcomes.size()] == '*' ? '*' : hasEffect ? '+' : '-';
-        }
-        EXPECT_EQ(outcomes, expected) << deed.name;
+/// What takes away is done when nothing is left, whatever it gives.
+const Deed removals[] = {
+    {"RemoveDirectoryA", "------+---", [](At at) { return !!RemoveDirectoryA(at.path.c_str()); }},
+    {"DeleteFileA", "-+--------", [](At at) { return !!DeleteFileA(at.path.c_str()); }},
+    {"Delete", "-+--------", [](At at) { return at.file.Delete(false); }},
+    {"Delete by force", "-++-------", [](At at) { return at.file.Delete(true); }},
+    {"DeleteFile", "-+--------", [](At at) { return at.files.DeleteFile(at.name, false); }},
+    {"DeleteFile by force", "-++-------", [](At at) { return at.files.DeleteFile(at.name, true); }},
+    {"DeleteFolder", "------++--", [](At at) { return at.files.DeleteFolder(at.name, false); }},
+    {"DeleteFolder by force", "------+++-", [](At at) { return at.files.DeleteFolder(at.name, true); }},
+    {"MoveFile", "-+++--****", [](At at) { return at.files.MoveFile(at.name, at.name + L"2"); }},
+    {"MoveFile onto", "----------", [](At at) { return at.files.MoveFile(at.name, L"C:\\Scratch"); }},
+    {"MoveFolder", "------+++-", [](At at) { return at.files.MoveFolder(at.name, at.name + L"2"); },
+     "-+++--++++"},
+    {"MoveFolder onto", "----------", [](At at) { return at.files.MoveFolder(at.name, L"C:\\Scratch"); }},
+};
+
+void expectOutcomes(const Deed& deed, bool takesAway) {
+    const std::string_view expected = underWine() ? deed.underWine : deed.outcomes;
+    std::string outcomes;
+    for (const char thing : things) {
+        const std::string path = scratchFolder + '\\' + deed.name + std::to_string(outcomes.size()) + ".dll";
+        const FileHandle opened = lay(thing, path);
+        const bool wasThere = At{path}.isThere();
+        const bool isDone = deed.isDone(At{path});
+        const bool hasEffect = takesAway ? wasThere && !At{path}.isThere() : isDone;
+        outcomes += expected[outcomes.size()] == '*' ? '*' : hasEffect ? '+' : '-';
     }
+    EXPECT_EQ(outcomes, expected) << deed.name;
+}
+
+CONTRACT_TEST(Files, DeedsAreDoneToWhatTheyAreFor) {
+    for (const Deed& deed : deeds)
+        expectOutcomes(deed, false);
+    for (const Deed& deed : removals)
+        expectOutcomes(deed, true);
 }
 
 CONTRACT_TEST(Files, NamesLeadWhereWindowsTakesThem) {
@@ -126,13 +122,11 @@ CONTRACT_TEST(Files, NamesLeadWhereWindowsTakesThem) {
         EXPECT_EQ(read(scratchFolder + name), "x") << name;
     for (const std::string name : {"", "\\\xC4pfel.txt\\", "\\\xC4pfel.txt\\x", "\\*", "\\\xC4pfel.txt\r\n"})
         EXPECT_EQ(read(scratchFolder + name), "") << name;
-    const FileSystemObject files = FileSystemObject::create();
-    for (const wchar_t* path : {L"c:\\SCRATCH", L"C:\\Scratch\\", L"C:/Scratch. ", L"C:\\"})
-        EXPECT_TRUE(files.FolderExists(path)) << path;
-    for (const std::wstring& path :
-         {std::wstring{}, std::wstring{L"C:\\Scratch\r\n"}, L"C:\\" + std::wstring(300, L'a'),
-          std::wstring{L"C:\\Scratc?"}, std::wstring{L"Q:\\"}, std::wstring{L"C:\\Scratch\\no\\no"}})
-        EXPECT_FALSE(files.FolderExists(path)) << path;
+    for (const char* path : {"c:\\SCRATCH", "C:\\Scratch\\", "C:/Scratch. ", "C:\\"})
+        EXPECT_TRUE(At{path}.isThere()) << path;
+    for (const std::string path : {"", "C:\\Scratch\r\n", "C:\\Scratc?", "Q:\\", "C:\\Scratch\\no\\no"})
+        EXPECT_FALSE(At{path}.isThere()) << path;
+    EXPECT_FALSE(At{"C:\\" + std::string(300, 'a')}.isThere());
 }
 
 CONTRACT_TEST(Files, ReadingGoesOnWhereItStoppedOrWasSet) {

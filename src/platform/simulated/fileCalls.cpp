@@ -11,6 +11,8 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
                     (flags == FILE_ATTRIBUTE_NORMAL ||
                      (flags & ~FILE_FLAG_OPEN_REPARSE_POINT) == FILE_FLAG_BACKUP_SEMANTICS),
                 "attributes, flags, template");
+    call.expect(!isFolder || (access == FILE_READ_ATTRIBUTES && disposition == OPEN_EXISTING),
+                "a folder's access");
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     Machine& here = machine();

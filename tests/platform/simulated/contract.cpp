@@ -6,14 +6,6 @@ namespace kovra::contract {
 
 using simulated::machine;
 
-struct PipeClient::End : simulated::PipeClient {
-    using simulated::PipeClient::PipeClient;
-};
-
-struct Mailslot::End {
-    std::string name;
-};
-
 void play(void (*test)()) {
     simulated::Machine machine;
     machine.files.makeFolder(machine.codePage.toWide(scratchFolder));
@@ -63,41 +55,13 @@ bool underWine() {
     return false;
 }
 
-PipeClient::PipeClient(const std::string& name, bool isAnonymous) : end_(std::make_unique<End>(machine())) {
-    if (isAnonymous)
-        end_->identity.level = simulated::ImpersonationLevel::anonymous;
-    end_->connect(name);
-}
-
-PipeClient::~PipeClient() = default;
-
-bool PipeClient::connected() const {
-    return end_->connected();
-}
-
-bool PipeClient::write(const std::string& message) {
-    return end_->write(message);
-}
-
-std::optional<std::string> PipeClient::read() {
-    return end_->read();
-}
-
-void PipeClient::close() {
-    end_->close();
-}
-
-Mailslot::Mailslot(const std::string& name) : end_(std::make_unique<End>(End{name})) {
+void makeMailslot(const std::string& name) {
     machine().mailslots.make(name);
 }
 
-Mailslot::~Mailslot() = default;
-
-std::optional<std::string> Mailslot::read() {
-    std::vector<std::string>& messages = machine().mailslots.find(end_->name)->messages;
-    if (messages.empty())
-        return std::nullopt;
-    std::string message = std::move(messages.front());
+std::string readMailslot(const std::string& name) {
+    std::vector<std::string>& messages = machine().mailslots.find(name)->messages;
+    std::string message = messages.at(0);
     messages.erase(messages.begin());
     return message;
 }

@@ -2,19 +2,13 @@
 
 #include "platform/systemFunction.h"
 
+#include <map>
+
 namespace kovra::contract {
 namespace {
 
 const std::string pipeName = "KovraContract";
 constexpr DWORD quota = 100;
-
-void listen(const FileHandle& server) {
-    ConnectNamedPipe(server.get(), nullptr);
-}
-
-void drop(const FileHandle& server) {
-    DisconnectNamedPipe(server.get());
-}
 
 /// The server's end of a no-wait message pipe, open to everybody, that listens.
 FileHandle makeServer() {
@@ -27,7 +21,7 @@ FileHandle makeServer() {
                                        quota, 100, &attributes)};
     EXPECT_TRUE(server);
     EXPECT_EQ(GlobalFree(descriptor), nullptr);
-    listen(server);
+    ConnectNamedPipe(server.get(), nullptr);
     return server;
 }
 
@@ -37,13 +31,12 @@ std::string read(const FileHandle& server, DWORD size = quota) {
     DWORD count = 0;
     if (ReadFile(server.get(), buffer, size, &count, nullptr))
         return {buffer, count};
-    const DWORD error = GetLastError();
-    return std::string{buffer, count} + (error == ERROR_PIPE_LISTENING       ? "(listening)"
-                                         : error == ERROR_NO_DATA            ? "(silent)"
-                                         : error == ERROR_BROKEN_PIPE        ? "(broken)"
-                                         : error == ERROR_PIPE_NOT_CONNECTED ? "(not connected)"
-                                         : error == ERROR_MORE_DATA          ? "(more)"
-                                                                             : std::to_string(error));
+    std::map<DWORD, std::string> reasons{{ERROR_PIPE_LISTENING, "(listening)"},
+                                         {ERROR_NO_DATA, "(silent)"},
+                                         {ERROR_BROKEN_PIPE, "(broken)"},
+                                         {ERROR_PIPE_NOT_CONNECTED, "(not connected)"},
+                                         {ERROR_MORE_DATA, "(more)"}};
+    return std::string{buffer, count} + reasons[GetLastError()];
 }
 
 bool write(const FileHandle& server, const std::string& message) {
@@ -52,58 +45,51 @@ bool write(const FileHandle& server, const std::string& message) {
            FALSE;
 }
 
-bool canConnect(const std::string& name = pipeName) {
-    return PipeClient{name}.connected();
+bool canConnect() {
+    return PipeClient{pipeName}.connected();
 }
 
 CONTRACT_TEST(Pipe, AReadTellsTheStateWithoutWaitingAndTheInstanceIsOneClients) {
+    EXPECT_FALSE(canConnect());
     const FileHandle server = makeServer();
     EXPECT_EQ(read(server), "(listening)");
+    EXPECT_FALSE(write(server, "nobody"));
     PipeClient client{"kovracontract"};
     EXPECT_EQ(read(server), "(silent)");
     EXPECT_FALSE(canConnect());
-    client.close();
-    EXPECT_EQ(read(server), "(broken)");
-    listen(server);
-    EXPECT_EQ(read(server), "(broken)") << "until it is dropped";
-    EXPECT_FALSE(canConnect());
-    drop(server);
-    EXPECT_EQ(read(server), "(not connected)");
-    EXPECT_FALSE(canConnect());
-    listen(server);
-    EXPECT_EQ(read(server), "(listening)");
-    EXPECT_FALSE(canConnect("KovraOther"));
-    EXPECT_TRUE(canConnect());
-}
-
-CONTRACT_TEST(Pipe, MessagesStayApartAndOutliveTheirSender) {
-    const FileHandle server = makeServer();
-    PipeClient client{pipeName};
     for (const char* message : {"one", "hello", "", "last"})
         EXPECT_TRUE(client.write(message));
     client.close();
-    EXPECT_EQ(read(server), "one");
+    EXPECT_EQ(read(server), "one") << "it outlives its sender";
     EXPECT_EQ(read(server, 3), "hel(more)");
     EXPECT_EQ(read(server), "lo");
     EXPECT_EQ(read(server), "");
     EXPECT_EQ(read(server, 4), "last") << "just room";
     EXPECT_EQ(read(server), "(broken)");
+    ConnectNamedPipe(server.get(), nullptr);
+    EXPECT_EQ(read(server), "(broken)") << "until it is dropped";
+    EXPECT_FALSE(canConnect());
+    DisconnectNamedPipe(server.get());
+    EXPECT_EQ(read(server), "(not connected)");
+    EXPECT_FALSE(canConnect());
+    ConnectNamedPipe(server.get(), nullptr);
+    EXPECT_EQ(read(server), "(listening)");
+    EXPECT_TRUE(canConnect());
 }
 
 CONTRACT_TEST(Pipe, RepliesReachTheClientUntilItIsDropped) {
     const FileHandle server = makeServer();
-    EXPECT_FALSE(write(server, "nobody"));
     PipeClient client{pipeName};
     for (const char* message : {"one", "two", "lost"})
         EXPECT_TRUE(write(server, message));
     EXPECT_EQ(client.read(), "one");
     EXPECT_EQ(client.read(), "two");
     EXPECT_TRUE(client.write("lost"));
-    drop(server);
+    DisconnectNamedPipe(server.get());
     EXPECT_FALSE(client.connected());
     EXPECT_FALSE(client.write("too late"));
     EXPECT_EQ(client.read(), std::nullopt);
-    listen(server);
+    ConnectNamedPipe(server.get(), nullptr);
     const PipeClient next{pipeName};
     EXPECT_EQ(read(server), "(silent)");
 }
@@ -111,58 +97,58 @@ CONTRACT_TEST(Pipe, RepliesReachTheClientUntilItIsDropped) {
 CONTRACT_TEST(Pipe, AQueryTellsTheStateAndWhatIsUnread) {
     const FileHandle server = makeServer();
     PipeClient client{pipeName};
-
-    const struct {
-        ULONG state;
-        ULONG used;
-        void (*andThen)(const FileHandle&, PipeClient&);
-    } steps[] = {
-        {3, 0, [](const FileHandle& pipe, PipeClient&) { EXPECT_TRUE(write(pipe, "hello")); }},
-        {3, 5, [](const FileHandle&, PipeClient& end) { EXPECT_EQ(end.read(), "hello"); }},
-        {3, 0, [](const FileHandle&, PipeClient& end) { end.close(); }},
-        {4, 0, [](const FileHandle& pipe, PipeClient&) { drop(pipe); }},
-    };
-
-    for (const auto& each : steps) {
+    const auto expect = [&](ULONG state, ULONG unread) {
         IO_STATUS_BLOCK status{};
         FILE_PIPE_LOCAL_INFORMATION information{};
         EXPECT_EQ(NtQueryInformationFile(server.get(), &status, &information, sizeof information,
                                          FilePipeLocalInformation),
                   0);
-        EXPECT_EQ(information.NamedPipeState, each.state);
+        EXPECT_EQ(information.NamedPipeState, state);
         EXPECT_EQ(information.OutboundQuota, quota);
-        EXPECT_BUT_NOT_UNDER_WINE(information.WriteQuotaAvailable == quota - each.used,
-                                  "it tells nothing free");
-        each.andThen(server, client);
-    }
+        EXPECT_BUT_NOT_UNDER_WINE(information.WriteQuotaAvailable == quota - unread, "it tells nothing free");
+    };
+    expect(3, 0);
+    write(server, "hello");
+    expect(3, 5);
+    EXPECT_EQ(client.read(), "hello");
+    expect(3, 0);
+    client.close();
+    expect(4, 0);
 }
 
 /// The token of the client whose message comes; empty when it isn't to be had.
-KernelHandle tokenOfClient(const FileHandle& server, PipeClient& client) {
+KernelHandle tokenOfClient(const FileHandle& server, PipeClient&& client) {
     KernelHandle token;
-    EXPECT_TRUE(client.write("hello"));
+    client.write("hello");
     EXPECT_BUT_NOT_UNDER_WINE(!ImpersonateNamedPipeClient(server.get()),
                               "a client that has said nothing is enough");
-    EXPECT_TRUE(RevertToSelf());
+    RevertToSelf();
     EXPECT_EQ(read(server), "hello");
     EXPECT_TRUE(ImpersonateNamedPipeClient(server.get()));
     OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.out());
     EXPECT_TRUE(RevertToSelf());
+    EXPECT_FALSE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, KernelHandle{}.out()));
     return token;
 }
 
 CONTRACT_TEST(Pipe, AClientIsKnownBehindItsFirstMessage) {
     const FileHandle server = makeServer();
-    PipeClient client{pipeName};
-    const KernelHandle token = tokenOfClient(server, client);
-    ASSERT_TRUE(token);
+    const KernelHandle token = tokenOfClient(server, PipeClient{pipeName});
     SID network{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_NETWORK_RID}};
     BOOL isMember = TRUE;
     EXPECT_TRUE(CheckTokenMembership(token.get(), &network, &isMember));
     EXPECT_FALSE(isMember);
-    KernelHandle none;
-    EXPECT_FALSE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, none.out()))
-        << "the thread is itself again";
+}
+
+CONTRACT_TEST(Pipe, AnAnonymousClientHasNoTokenToOpen) {
+    const FileHandle server = makeServer();
+    EXPECT_BUT_NOT_UNDER_WINE(!tokenOfClient(server, PipeClient{pipeName, true}),
+                              "it knows no levels of impersonation");
+}
+
+CONTRACT_TEST(Pipe, AClientOfThisMachineHasNoComputersName) {
+    const FileHandle server = makeServer();
+    const PipeClient client{pipeName};
     const auto computer =
         findSystemFunction<BOOL(WINAPI*)(HANDLE, LPSTR, ULONG)>("GetNamedPipeClientComputerNameA");
     char name[MAX_PATH];
@@ -172,10 +158,22 @@ CONTRACT_TEST(Pipe, AClientIsKnownBehindItsFirstMessage) {
     EXPECT_EQ(findSystemFunction<FARPROC>("NoSuchFunction"), nullptr);
 }
 
-CONTRACT_TEST(Pipe, AnAnonymousClientHasNoTokenToOpen) {
-    const FileHandle server = makeServer();
-    PipeClient client{pipeName, true};
-    EXPECT_BUT_NOT_UNDER_WINE(!tokenOfClient(server, client), "it knows no levels of impersonation");
+FileHandle openMailslot(const std::string& name, DWORD share = FILE_SHARE_READ) {
+    return FileHandle{CreateFileA(("\\\\.\\mailslot\\" + name).c_str(), GENERIC_WRITE, share, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+}
+
+CONTRACT_TEST(Mailslot, OpensWhereItIsAndTakesEachMessageAsItIs) {
+    EXPECT_FALSE(openMailslot("KovraContract"));
+    makeMailslot("KovraContract");
+    EXPECT_FALSE(openMailslot("KovraContract1"));
+    EXPECT_FALSE(openMailslot("KovraContract", 0)) << "it is shared with its reader";
+    const FileHandle opened = openMailslot("kovracontract");
+    DWORD written = 0;
+    EXPECT_TRUE(WriteFile(opened.get(), "one", 4, &written, nullptr));
+    EXPECT_TRUE(WriteFile(opened.get(), "two", 3, &written, nullptr));
+    EXPECT_EQ(readMailslot("KovraContract"), (std::string{"one\0", 4}));
+    EXPECT_EQ(readMailslot("KovraContract"), "two");
 }
 
 } // namespace
