@@ -14,31 +14,17 @@ namespace kovra {
 /// the registry template, the shell extension.
 class ShellMachine : public InstalledMachine {
 public:
-    static constexpr const wchar_t* templatePath = L"C:\\Kovra\\bin\\default\\contextMenu.reg";
     static constexpr const wchar_t* menuKey = L"Directory\\Shell\\KOVRA.share";
 
     ShellMachine() {
         set("language=en");
         files.write(L"C:\\Kovra\\www\\includes\\lng\\en.php",
-                    "<?php\r\n"
                     "//configNewResource:New resource\r\n"
-                    "//shellShareWith:Share with \"Kovra\"\r\n"
-                    "//doShare:Share\r\n"
-                    "//doSend:Send [file]\r\n"
-                    "//doPublish:Publi\xC3\xA9 \\ \xEF\xBC\x82\r\n"); // a quote of full width
-        files.write(templatePath, "REGEDIT4\r\n\r\n"
-                                  "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n"
-                                  "@=\"%SHAREMAINCAPTION%\"\r\n\r\n"
-                                  "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share\\command]\r\n"
-                                  "@=\"\\\"%EXEPATH%\\\\kovra.exe\\\" \\\"%1\\\"\"\r\n\r\n"
-                                  "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share]\r\n"
-                                  "@=\"%SHARECAPTION%\"\r\n\r\n"
-                                  "[HKEY_CLASSES_ROOT\\*\\Shell\\KOVRA.share\\command]\r\n"
-                                  "@=\"\\\"%EXEPATH%\\\\kovra.exe\\\" \\\"%1\\\"\"\r\n\r\n"
-                                  "[HKEY_CLASSES_ROOT\\KOVRA.menu]\r\n"
-                                  "@=\"%SENDCAPTION%\"\r\n"
-                                  "\"publish\"=\"%PUBLISHCAPTION%\"\r\n"
-                                  "\"www\"=\"%WWWPATH%\"\r\n");
+                    "//shellShareWith:Publi\xC3\xA9 \xEF\xBC\x82\r\n"); // a quote of full width
+        files.write(L"C:\\Kovra\\bin\\default\\contextMenu.reg",
+                    "REGEDIT4\r\n"
+                    "[HKEY_CLASSES_ROOT\\Directory\\Shell\\KOVRA.share]\r\n"
+                    "@=\"%SHAREMAINCAPTION%\"\r\n");
         files.write(L"C:\\Kovra\\bin\\kovraShellExt.dll", "shell extension 1");
     }
 
