@@ -34,11 +34,6 @@ inline std::vector<void (*)()>& tests() {
     return all;
 }
 
-inline bool add(void (*test)()) {
-    tests().push_back(test);
-    return true;
-}
-
 /// Wine, which is Windows but for the checks that are marked.
 [[nodiscard]] bool underWine();
 
@@ -104,7 +99,8 @@ std::string readMailslot(const std::string& name);
 
 #define CONTRACT_TEST(area, name)                                                                            \
     static void play##area##name();                                                                          \
-    [[maybe_unused]] static const bool is##area##name##Added = kovra::contract::add(play##area##name);       \
+    [[maybe_unused]] static const bool is##area##name##Added =                                               \
+        (kovra::contract::tests().push_back(play##area##name), true);                                        \
     TEST(area##Contract, name) {                                                                             \
         kovra::contract::play(play##area##name);                                                             \
     }                                                                                                        \
