@@ -8,11 +8,10 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
     const Call<"CreateFileA"> call;
     const bool isFolder = (flags & FILE_FLAG_BACKUP_SEMANTICS) != 0;
     call.expect(attributes == nullptr && templateFile == nullptr &&
-                    (flags == FILE_ATTRIBUTE_NORMAL ||
-                     (flags & ~FILE_FLAG_OPEN_REPARSE_POINT) == FILE_FLAG_BACKUP_SEMANTICS),
+                    (isFolder ? (flags & ~FILE_FLAG_OPEN_REPARSE_POINT) == FILE_FLAG_BACKUP_SEMANTICS &&
+                                    access == FILE_READ_ATTRIBUTES && disposition == OPEN_EXISTING
+                              : flags == FILE_ATTRIBUTE_NORMAL),
                 "attributes, flags, template");
-    call.expect(!isFolder || (access == FILE_READ_ATTRIBUTES && disposition == OPEN_EXISTING),
-                "a folder's access");
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     Machine& here = machine();
