@@ -106,9 +106,13 @@ CONTRACT_TEST(Services, OneOfANameIsMadeAndGoesWithItsLastHandle) {
     EXPECT_TRUE(DeleteService(create().get()));
 }
 
+void WINAPI serve(DWORD, LPSTR*) {
+    ADD_FAILURE();
+}
+
 CONTRACT_TEST(Services, AProgramThatIsNoneGetsNoServiceThread) {
     char text[] = "Kovra";
-    const SERVICE_TABLE_ENTRYA table[] = {{text, [](DWORD, LPSTR*) { ADD_FAILURE(); }}, {nullptr, nullptr}};
+    const SERVICE_TABLE_ENTRYA table[] = {{text, serve}, {nullptr, nullptr}};
     EXPECT_FALSE(StartServiceCtrlDispatcherA(table));
 }
 
