@@ -37,6 +37,15 @@ TEST(NTService, ServesTheMessagesOfItsThreadInEachPass) {
     }
 }
 
+TEST(NTService, AWaitThatFailsEndsTheLoop) {
+    ServiceMachine machine;
+    machine.startService();
+    machine.play(450);
+    machine.fail("WaitForSingleObject", ERROR_INVALID_HANDLE, 1);
+    machine.play(250);
+    EXPECT_FALSE(machine.serviceRuns());
+}
+
 TEST(NTService, TheCycleOfPassesHasOneMoreThanTenThousand) {
     ServiceMachine machine;
     machine.keepHappenings = false;
