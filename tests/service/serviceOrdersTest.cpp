@@ -53,7 +53,7 @@ private:
     void act() {
         constexpr DWORD controls[] = {SERVICE_CONTROL_STOP, SERVICE_CONTROL_SHUTDOWN,
                                       SERVICE_CONTROL_INTERROGATE};
-        const std::uint32_t drawn = order_() % (2 + std::size(controls));
+        const std::size_t drawn = order_() % (2 + std::size(controls));
         if (drawn == 0)
             services.start("Kovra");
         else if (drawn <= std::size(controls))
