@@ -1,5 +1,5 @@
-# What CTest runs: the unit tests, each scenario as a test of its own, and some random hours. The label "thread" marks what thread
-# sanitizer judges as well, "long" what measures time or plays much of it and so wants an optimised build.
+# What CTest runs: the unit tests, each scenario as a test of its own, and some random hours. The label "thread" marks
+# what thread sanitizer judges as well, "long" what measures time or plays much of it and so wants an optimised build.
 
 enable_testing()
 include(GoogleTest)
