@@ -296,6 +296,7 @@ private:
             machine_.start(lines[below(std::size(lines) - 1)], console());
     }
 
+    // NOLINTNEXTLINE(readability-make-member-function-const): it is one of the deeds
     void interrogate() { world_.machine.services.control("Kovra", SERVICE_CONTROL_INTERROGATE); }
 
     void expectAnswer(std::shared_ptr<Conversation> talk) { asked_.push_back({now(), std::move(talk)}); }

@@ -192,7 +192,7 @@ std::vector<File> Folder::Files() const {
 
 FileSystemObject FileSystemObject::create() {
     const Call<"CreateObject Scripting.FileSystemObject"> call;
-    return FileSystemObject{call.fails() ? AutomationObject{} : makeObject({})};
+    return call.fails() ? FileSystemObject{} : FileSystemObject{makeObject({})};
 }
 
 bool FileSystemObject::FileExists(const std::wstring& path) const {
@@ -302,7 +302,7 @@ bool Shortcut::Save() {
 
 WshShell WshShell::create() {
     const Call<"CreateObject Wscript.Shell"> call;
-    return WshShell{call.fails() ? AutomationObject{} : makeObject({})};
+    return call.fails() ? WshShell{AutomationObject{}} : WshShell{makeObject({})};
 }
 
 std::optional<Shortcut> WshShell::createShortcut(const std::wstring& path) const {
