@@ -51,7 +51,7 @@ endfunction()
 addProductLibrary(sess advapi32 kernel32)
 addProductLibrary(ext advapi32 kernel32)
 
-# The programs that check a Windows, contractTests.exe and windowsChecks.exe; built on demand.
+# The programs that check a Windows: contractTests.exe, differences.exe and windowsChecks.exe; built on demand.
 include(ExternalProject)
 string(REPLACE "g++" "gcc" windowsTestsC "${CMAKE_CXX_COMPILER}")
 ExternalProject_Add(windowsTests

@@ -34,7 +34,7 @@ std::vector<const Process*> matching(const World& world, std::string_view name, 
                                      std::string& seen) {
     std::vector<const Process*> found;
     for (const Process* process : world.machine.processes.list()) {
-        if (!simulated::sameName(process->name, name))
+        if (!simulated::sameAnsiName(process->name, name))
             continue;
         seen += (seen.empty() ? "" : ", ") + describe(*process);
         const bool inSession = !arguments.has("in") || process->session == world.sessionIn(arguments);

@@ -36,8 +36,6 @@ public:
         });
         play(200);
     }
-
-    void removeLanguageFile() { files.remove(L"C:\\Kovra\\www\\includes\\lng\\en.php"); }
 };
 
 inline constexpr simulated::WindowsVersion windowsXp{5, 1, VER_PLATFORM_WIN32_NT};

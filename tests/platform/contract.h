@@ -54,6 +54,8 @@ inline const std::string sayHello = "cmd /c echo hello";
 
 // What other programs do, which the launcher itself has no call for.
 
+/// Sends the calling thread a message.
+void sendMessage();
 void makeFolder(const std::string& path);
 void makeReadOnly(const std::string& path);
 /// Gives the file a second name.

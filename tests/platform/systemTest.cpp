@@ -88,8 +88,16 @@ CONTRACT_TEST(Threads, WaitsTakeTheirTime) {
     EXPECT_EQ(WaitForSingleObject(makeEvent().get(), waitMs), WAIT_TIMEOUT);
     EXPECT_GE(GetTickCount() - start, 2 * (waitMs - tickMs));
     EXPECT_LT(GetTickCount() - start, 2000U);
+}
+
+CONTRACT_TEST(System, AMessageIsTakenOnce) {
     MSG message{};
-    EXPECT_FALSE(PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) << "none has come";
+    EXPECT_FALSE(PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE));
+    sendMessage();
+    EXPECT_TRUE(PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE));
+    TranslateMessage(&message);
+    DispatchMessageA(&message);
+    EXPECT_FALSE(PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE));
 }
 
 } // namespace

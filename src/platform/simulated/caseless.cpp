@@ -28,7 +28,7 @@ bool sameName(std::wstring_view one, std::wstring_view other) {
                       [](wchar_t left, wchar_t right) { return upper(left) == upper(right); });
 }
 
-bool sameName(std::string_view one, std::string_view other) {
+bool sameAnsiName(std::string_view one, std::string_view other) {
     return std::equal(one.begin(), one.end(), other.begin(), other.end(),
                       [](char left, char right) { return lower(left) == lower(right); });
 }

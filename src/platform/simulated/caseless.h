@@ -14,8 +14,8 @@ struct Caseless {
 };
 
 [[nodiscard]] bool sameName(std::wstring_view one, std::wstring_view other);
-/// Of ANSI names, in which the case of the plain letters alone doesn't count.
-[[nodiscard]] bool sameName(std::string_view one, std::string_view other);
+/// In which the case of the plain letters alone does not count.
+[[nodiscard]] bool sameAnsiName(std::string_view one, std::string_view other);
 [[nodiscard]] std::string lowerCase(std::string_view text);
 
 } // namespace kovra::simulated

@@ -23,7 +23,6 @@ BOOL CreateProcessA(LPCSTR applicationName, LPSTR commandLine, SECURITY_ATTRIBUT
     const auto program = here.shell.consolePrograms.find(lowerCase(line.substr(0, line.find(' '))));
     if (program == here.shell.consolePrograms.end())
         return FALSE;
-    here.shell.consoleCommands.push_back(line);
     here.scheduler.work(programStartMs);
     here.tell(Side::launcher, "runs " + line);
     const ConsoleRun run = program->second(line);

@@ -11,7 +11,6 @@ struct Talk : std::enable_shared_from_this<Talk> {
           client(theMachine),
           message(std::move(theMessage)),
           manner(theManner) {
-        client.readSize = manner.readSize;
         client.identity = manner.identity;
     }
 

@@ -16,7 +16,6 @@ BOOL ReportEventA(HANDLE log, WORD type, WORD category, DWORD eventId, PSID user
                 "an entry of another kind");
     if (call.fails() || machine().handles.find<EventSource>(log) == nullptr)
         return FALSE;
-    machine().eventLog.emplace_back(strings[0]);
     machine().tell(Side::launcher, "event log: " + std::string{strings[0]});
     return TRUE;
 }

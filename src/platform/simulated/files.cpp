@@ -397,7 +397,9 @@ bool FileSystem::deleteFile(std::wstring_view path, bool force) {
 }
 
 bool FileSystem::deleteTree(FileNode& node, bool force, int depth) {
-    FileNode* const content = deletionFollowsJunctions ? throughLinks(&node) : &node;
+    // One maker's file-system object empties what the junctions in a folder lead to; of Windows' own it isn't
+    // told.
+    FileNode* const content = throughLinks(&node);
     if (depth == maxLinkDepth) // a circle of junctions ends with the longest path
         return false;
     while (content != nullptr && !content->children.empty())

@@ -96,10 +96,6 @@ public:
     /// junction. An empty target makes it an ordinary one. No when nothing is there.
     bool setLink(std::wstring_view path, std::wstring_view target);
 
-    /// Whether the file-system object, when it deletes a folder, empties what the junctions in it lead to.
-    /// Known of one maker's; of Windows' own it isn't told.
-    bool deletionFollowsJunctions = true;
-
     // Looking, which Windows never refuses here.
 
     [[nodiscard]] bool fileExists(std::wstring_view path) const;

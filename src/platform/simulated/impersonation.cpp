@@ -67,7 +67,7 @@ BOOL WINAPI getNamedPipeClientComputerName(HANDLE handle, LPSTR name, ULONG size
 
 HMODULE GetModuleHandleA(LPCSTR name) {
     const Call<"GetModuleHandleA"> call;
-    call.expect(sameName(name, "kernel32.dll"), "another library");
+    call.expect(sameAnsiName(name, "kernel32.dll"), "another library");
     return call.fails() ? nullptr : &machine();
 }
 

@@ -83,7 +83,7 @@ std::string Machine::leftOpen() const {
     return text;
 }
 
-void Machine::endsByItself(const Process& process) {
+void Machine::endInOrder(const Process& process) {
     heldAtExit_ += handles.countOf(process) + process.memory.size();
     processes.end(process.id);
 }

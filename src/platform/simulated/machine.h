@@ -71,7 +71,6 @@ public:
     Mailslots mailslots{*this};
     Shell shell{*this};
     Processes processes{*this};
-    std::vector<std::string> eventLog; ///< texts of the application event log's information entries
 
     /// Path of the launcher's executable for the launcher processes that start from now on.
     std::wstring launcherPath = L"C:\\Kovra\\bin\\kovraLauncher.exe";
@@ -102,7 +101,8 @@ public:
     /// What launcher processes have misused or left open, a line each; empty when all is in order. What one
     /// that still runs holds is not told.
     [[nodiscard]] std::string leftOpen() const;
-    void endsByItself(const Process& process);
+    /// Ends a process that ends by itself, which must have let go of all.
+    void endInOrder(const Process& process);
 
     /// Everything that is told by `tell`, in order, where `keepHappenings` is yes.
     std::vector<Happening> happenings;

@@ -7,13 +7,13 @@
 namespace kovra::simulated {
 
 Mailslot& Mailslots::make(const std::string& name, DWORD owner) {
-    std::erase_if(slots_, [&](const auto& slot) { return sameName(slot->name, name); });
+    std::erase_if(slots_, [&](const auto& slot) { return sameAnsiName(slot->name, name); });
     return *slots_.emplace_back(std::make_shared<Mailslot>(Mailslot{name, owner, {}}));
 }
 
 std::shared_ptr<Mailslot> Mailslots::find(std::string_view name) const {
     const auto slot = std::find_if(slots_.begin(), slots_.end(),
-                                   [&](const auto& each) { return sameName(each->name, name); });
+                                   [&](const auto& each) { return sameAnsiName(each->name, name); });
     return slot == slots_.end() ? nullptr : *slot;
 }
 

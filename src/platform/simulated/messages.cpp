@@ -12,9 +12,8 @@ int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {
     Machine& here = machine();
     here.shell.messageBoxes.emplace_back(text);
     here.tell(Side::launcher, "message box: " + std::string{text});
-    Scheduler& scheduler = here.scheduler;
-    const auto closes = here.shell.messageBoxClosesAfter;
-    scheduler.blockUntil(closes ? scheduler.now() + *closes : Scheduler::never, [] { return false; });
+    constexpr std::uint64_t somebodyClosesItMs = 1000;
+    here.scheduler.work(somebodyClosesItMs);
     return 1;
 }
 
@@ -37,11 +36,12 @@ BOOL PeekMessageA(MSG*, HWND window, UINT first, UINT last, UINT remove) {
 }
 
 BOOL TranslateMessage(const MSG*) {
+    const Call<"TranslateMessage"> call;
     return FALSE;
 }
 
 LRESULT DispatchMessageA(const MSG*) {
-    const InsideMachine inside;
+    const Call<"DispatchMessageA"> call;
     currentThread()->process()->hasMessage = false;
     return 0;
 }

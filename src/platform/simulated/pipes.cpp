@@ -9,7 +9,7 @@ namespace kovra::simulated {
 
 bool PipeClient::connect(std::string_view name) {
     for (const std::shared_ptr<Pipe>& pipe : machine_.pipes.pipes)
-        if (sameName(pipe->name, name) && pipe->state == Pipe::State::listening && pipe->openToEveryone)
+        if (sameAnsiName(pipe->name, name) && pipe->state == Pipe::State::listening && pipe->openToEveryone)
             pipe_ = pipe;
     if (pipe_ == nullptr)
         return false;
@@ -176,7 +176,7 @@ NTSTATUS NtQueryInformationFile(HANDLE handle, IO_STATUS_BLOCK*, PVOID informati
     for (const std::string& reply : pipe->toClient)
         used += static_cast<ULONG>(reply.size());
     if (pipe->client->onReply)
-        used = pipe->client->readSize;
+        used = pipe->outQuota;
     result.WriteQuotaAvailable = pipe->outQuota - std::min(used, pipe->outQuota);
     return 0;
 }

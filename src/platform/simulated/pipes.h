@@ -55,8 +55,6 @@ public:
 
     /// A client that waits in its read gets the reply the moment it is written.
     std::function<void(const std::string&)> onReply;
-    /// The bytes that its reads ask for. One that asks for less than the reply reads on at once.
-    std::uint32_t readSize = 100;
     ClientIdentity identity;
     /// The service has dropped the connection.
     std::function<void()> onDropped;
@@ -72,7 +70,6 @@ struct ClientManner {
     std::optional<std::uint64_t> readsAfter{}; ///< empty: waits in its read; `Scheduler::never`: never reads
     bool readsOn = false;                      ///< goes on reading behind the reply, waiting for the end
     ClientIdentity identity{};
-    std::uint32_t readSize = 100;                 ///< bytes that each of its reads asks for
     std::uint64_t closesAfter = 0;                ///< behind the reply; `Scheduler::never`: never
     std::optional<std::uint64_t> vanishesAfter{}; ///< behind the connection, whatever the state
     std::uint64_t patienceMs = 60'000;            ///< for how long it tries to connect

@@ -66,7 +66,7 @@ DWORD Processes::launch(const std::string& path, const std::string& arguments, D
                         Service* service) {
     if (!machine_.files.fileExists(machine_.codePage.toWide(path)))
         return 0;
-    if (sameName(path, machine_.codePage.toAnsi(machine_.launcherPath))) {
+    if (sameAnsiName(path, machine_.codePage.toAnsi(machine_.launcherPath))) {
         const auto body = [program = machine_.launcher, line = machine_.codePage.toWide(arguments)] {
             program(line);
         };
@@ -102,7 +102,7 @@ Process& Processes::startLauncher(const std::string& arguments, DWORD session, A
     machine_.scheduler.start(process, [this, &process, body = std::move(body)] {
         body();
         const InsideMachine inside;
-        machine_.endsByItself(process);
+        machine_.endInOrder(process);
     });
     return process;
 }
@@ -159,14 +159,14 @@ Process* first(const std::list<std::unique_ptr<Process>>& processes, Condition c
 
 Process* Processes::find(std::string_view name, std::optional<DWORD> session) const {
     return first(running_, [&](const Process& process) {
-        return process.session == session.value_or(process.session) && sameName(process.name, name);
+        return process.session == session.value_or(process.session) && sameAnsiName(process.name, name);
     });
 }
 
 Process* Processes::findOwn(std::string_view name, DWORD session) const {
     return first(running_, [&](const Process& process) {
         return process.session == session && process.account == Account::localSystem &&
-               sameName(process.name, name);
+               sameAnsiName(process.name, name);
     });
 }
 
@@ -177,7 +177,7 @@ Process* Processes::find(DWORD id) const {
 std::size_t Processes::count(std::string_view name) const {
     return static_cast<std::size_t>(
         std::count_if(running_.begin(), running_.end(),
-                      [name](const auto& process) { return sameName(process->name, name); }));
+                      [name](const auto& process) { return sameAnsiName(process->name, name); }));
 }
 
 void Processes::reap() {
@@ -234,7 +234,7 @@ BOOL Process32Next(HANDLE handle, PROCESSENTRY32* entry) {
 void ExitProcess(UINT exitCode) {
     const Call<"ExitProcess"> call;
     call.expect(exitCode == 0, "exit code");
-    machine().endsByItself(*currentThread()->process());
+    machine().endInOrder(*currentThread()->process());
     throw ProcessEnded{};
 }
 
@@ -301,7 +301,7 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
 
 BOOL LookupPrivilegeValueA(LPCSTR systemName, LPCSTR name, LUID* luid) {
     const Call<"LookupPrivilegeValueA"> call;
-    call.expect((systemName == nullptr || *systemName == '\0') && sameName(name, "SeDebugPrivilege"),
+    call.expect((systemName == nullptr || *systemName == '\0') && sameAnsiName(name, "SeDebugPrivilege"),
                 "machine, privilege");
     if (!call.fails())
         *luid = {debugPrivilege, 0};

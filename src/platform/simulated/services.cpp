@@ -40,7 +40,7 @@ Service& ServiceManager::add(const std::string& name, const std::string& binaryP
 
 Service* ServiceManager::find(std::string_view name) const {
     const auto found = std::find_if(services_.begin(), services_.end(),
-                                    [&](const Service& service) { return sameName(service.name, name); });
+                                    [&](const Service& service) { return sameAnsiName(service.name, name); });
     return found == services_.end() ? nullptr : const_cast<Service*>(&*found);
 }
 

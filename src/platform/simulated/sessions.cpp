@@ -138,7 +138,7 @@ void Sessions::watchLogon(DWORD program, DWORD service, const sess::LogonWatch& 
                         processes.find("explorer.exe", session) != nullptr)) {
             processes.terminate(*running);
             for (const Process* process : processes.list()) {
-                const auto isProcess = [&](const char* name) { return sameName(process->name, name); };
+                const auto isProcess = [&](const char* name) { return sameAnsiName(process->name, name); };
                 if (process->session == session && process->account == Account::localSystem &&
                     std::any_of(std::begin(sess::childPrograms), std::end(sess::childPrograms), isProcess))
                     processes.terminate(*process);

@@ -8,6 +8,8 @@ namespace kovra::simulated {
 
 namespace {
 
+constexpr std::uint64_t childDelayMs = 50; // behind ShellExecuteA, until a hidden child does its work
+
 /// The text between the double quotes.
 std::string quotedIn(const std::string& text) {
     const std::size_t start = text.find('"') + 1;
@@ -112,14 +114,13 @@ HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parame
                         int show) {
     const Call<"ShellExecuteA"> call;
     call.expect(owner == nullptr && show == SW_HIDE, "owner, show");
-    call.expect(*operation == '\0' || sameName(operation, "open"), "operation");
+    call.expect(*operation == '\0' || sameAnsiName(operation, "open"), "operation");
     const auto result = [](std::uintptr_t code) { return reinterpret_cast<HINSTANCE>(code); };
     if (call.fails())
         return result(ERROR_FILE_NOT_FOUND);
     Machine& here = machine();
     const ShellCall shellCall{operation, file, parameters == nullptr ? "" : parameters,
-                              directory == nullptr ? "" : directory, show};
-    here.shell.executed.push_back(shellCall);
+                              directory == nullptr ? "" : directory};
     here.scheduler.work(programStartMs);
     std::optional<OpenFile> folder = here.files.openFolder(here.codePage.toWide(shellCall.directory), true,
                                                            FILE_SHARE_READ | FILE_SHARE_WRITE);
@@ -130,11 +131,10 @@ HINSTANCE ShellExecuteA(HWND owner, LPCSTR operation, LPCSTR file, LPCSTR parame
     Process* const tool = here.shell.startTool(shellCall.file, caller.session, caller.account);
     if (tool != nullptr)
         tool->workingFolder = std::move(folder);
-    here.scheduler.after(here.shell.childDelayMs,
-                         [&here, shellCall, session = caller.session, account = caller.account,
-                          id = tool != nullptr ? tool->id : 0] {
-                             here.shell.execute(shellCall, session, account);
-                             here.processes.end(id);
-                         });
+    here.scheduler.after(childDelayMs, [&here, shellCall, session = caller.session, account = caller.account,
+                                        id = tool != nullptr ? tool->id : 0] {
+        here.shell.execute(shellCall, session, account);
+        here.processes.end(id);
+    });
     return result(33);
 }

@@ -35,9 +35,6 @@ struct ShellCall {
     std::string file;
     std::string parameters;
     std::string directory;
-    int show;
-
-    friend bool operator==(const ShellCall&, const ShellCall&) = default;
 };
 
 /// What a console program writes: pieces, each so many milliseconds behind the one before, then the end.
@@ -65,17 +62,10 @@ public:
 
     SpecialFolders specialFolders;
 
-    std::vector<ShellCall> executed;
-    /// How long behind ShellExecuteA a hidden child does its work.
-    std::uint64_t childDelayMs = 50;
-
     /// Console programs by name in lower case; each is given its whole command line. `schtasks` is there.
     std::map<std::string, std::function<ConsoleRun(const std::string&)>> consolePrograms;
-    std::vector<std::string> consoleCommands;
 
     std::vector<std::string> messageBoxes;
-    /// When somebody closes a message box; empty: nobody is there.
-    std::optional<std::uint64_t> messageBoxClosesAfter = 1000;
 
     /// The shortcut that the file holds; empty when it holds none.
     [[nodiscard]] std::optional<Shortcut> shortcutAt(std::wstring_view path) const;

@@ -28,6 +28,10 @@ std::wstring wide(const std::string& path) {
 
 } // namespace
 
+void sendMessage() {
+    ++simulated::currentThread()->process()->messages;
+}
+
 void makeFolder(const std::string& path) {
     if (machine().files.folderExists(wide(path.substr(0, path.rfind('\\', path.size() - 2)))))
         machine().files.makeFolder(wide(path));

@@ -54,6 +54,10 @@ DWORD startOther(const std::string& name) {
     return information.dwProcessId;
 }
 
+void sendMessage() {
+    PostThreadMessageA(GetCurrentThreadId(), WM_APP, 0, 0);
+}
+
 void makeFolder(const std::string& path) {
     CreateDirectoryA(path.c_str(), nullptr);
 }
