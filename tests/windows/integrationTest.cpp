@@ -168,15 +168,6 @@ TEST_F(Integration, ShortcutsAreLaidInEitherStartupFolder) {
     DeleteFileA((own + "\\other.txt").c_str());
 }
 
-TEST_F(Integration, TheTranscoderIsMovedIntoPlace) {
-    const std::string source = "C:\\kovraChecks\\new ffmpeg";
-    writeFile(exeFolder + "\\ffmpeg\\old.exe", "old");
-    writeFile(source + "\\kovraFfmpeg.exe", "new");
-    runLauncher("installFfmpegFrom " + source);
-    EXPECT_EQ(readFile(exeFolder + "\\ffmpeg\\kovraFfmpeg.exe"), "new");
-    EXPECT_FALSE(exists(exeFolder + "\\ffmpeg\\old.exe") || exists(source));
-}
-
 TEST_F(Integration, ALineForTheApplicationStartsOrReachesIt) {
     std::size_t starts = applicationStarts().size();
     std::size_t mails = applicationMails().size();

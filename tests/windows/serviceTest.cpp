@@ -2,15 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <memory>
-
 namespace checks {
 namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 
 const std::string removeTrayIcon = "removeTrayIcon";
 
@@ -100,14 +96,6 @@ TEST_F(Service, BringsAKilledApplicationBack) {
     EXPECT_THAT(start.commandLine, EndsWith("\" -service -resume"));
 }
 
-TEST_F(Service, AllowsNoSecondInstance) {
-    letItRun();
-    const Process second{'"' + launcherFile + "\" -service"};
-    EXPECT_TRUE(second.waitForEnd(5000));
-    EXPECT_THAT(traced(), Not(HasSubstr("Service couldn't be created")));
-    EXPECT_EQ(serviceState("Kovra"), DWORD{SERVICE_RUNNING});
-}
-
 TEST_F(Service, AnswersEachCommandOnce) {
     letItRun();
     for (const std::string& message :
@@ -191,28 +179,6 @@ TEST_F(Service, ServesTheNextClientBehindABadOne) {
     Sleep(3 * passMs);
     EXPECT_EQ(slow.readReply(), "OK");
     EXPECT_NE(slow.readReply(), "OK");
-}
-
-DWORD WINAPI connectDeafClients(LPVOID) {
-    constexpr std::size_t clients = 8;
-    std::vector<std::unique_ptr<PipeClient>> deaf;
-    while (deaf.size() < clients) {
-        deaf.push_back(std::make_unique<PipeClient>(30'000));
-        deaf.back()->send("test");
-    }
-    return 0;
-}
-
-TEST_F(Service, BringsAKilledApplicationBackAsSoonBesideDeafClients) {
-    letItRun();
-    const HANDLE thread = CreateThread(nullptr, 0, connectDeafClients, nullptr, 0, nullptr);
-    do {
-        const DWORD killed = killAll("Kovra.exe");
-        EXPECT_LE(waitForNextStart().tick - killed, 3000U);
-        Sleep(startDelayMs + 500);
-    } while (WaitForSingleObject(thread, 0) == WAIT_TIMEOUT && !HasFailure());
-    WaitForSingleObject(thread, INFINITE);
-    CloseHandle(thread);
 }
 
 TEST_F(Service, EndsAndLeavesTheApplicationRunning) {
