@@ -54,7 +54,9 @@ CONTRACT_TEST(CodePage, CharactersCross) {
     };
 
     for (const auto& [codePage, bytes, text, back] : cases) {
-        EXPECT_EQ(bytes != nullptr ? wide(codePage, bytes) : text, text);
+        if (bytes != nullptr) {
+            EXPECT_EQ(wide(codePage, bytes), text);
+        }
         EXPECT_EQ(ansi(codePage, text), back != nullptr ? back : bytes);
     }
     EXPECT_BUT_NOT_UNDER_WINE(
