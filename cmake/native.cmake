@@ -1,7 +1,8 @@
-# The launcher over the simulated machine, with its tests, the simulator and the benchmarks.
+# The launcher over the simulated machine, with its tests, the simulator, the benchmarks and the fuzzers.
 
 set(KOVRA_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize")
 option(KOVRA_TESTS "Build the tests and the benchmarks, which take GoogleTest and Google Benchmark" ON)
+option(KOVRA_FUZZERS "Build the fuzzers, which take clang" OFF)
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1")
 
@@ -30,4 +31,7 @@ target_link_libraries(simulator PRIVATE simulation)
 
 if(KOVRA_TESTS)
     include(cmake/tests.cmake)
+endif()
+if(KOVRA_FUZZERS)
+    include(cmake/fuzzers.cmake)
 endif()
