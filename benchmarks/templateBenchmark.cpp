@@ -1,35 +1,76 @@
-#include "frontend/installationPaths.h"
+#include "benchmarks/bench.h"
+
 #include "integration/contextMenu.h"
-#include "platform/simulated/machine.h"
+#include "support/fileSystem.h"
 
-#include <benchmark/benchmark.h>
+#include <utility>
 
-namespace kovra {
+namespace kovra::bench {
 namespace {
 
-/// Reads, fills and writes a registry template of the given size, paths resolved and captions known.
-void fillTemplate(benchmark::State& state) {
-    simulated::Machine machine;
-    const std::string entry =
-        "[HKEY_CLASSES_ROOT\\KOVRA.menu\\entry]\r\n"
-        "@=\"%SHAREMAINCAPTION% %SHARECAPTION% %SENDCAPTION% %PUBLISHCAPTION% \xE9\"\r\n"
-        "\"Icon\"=\"%EXEPATH%\\\\kovra.exe\"\r\n\"Page\"=\"%WWWPATH%\"\r\n\r\n";
+const std::wstring exeFolder = L"C:\\Kovra\\bin\\";
+constexpr std::size_t templateSize = 1'000'000;
+
+/// Runs the work on a machine with a registry template; the registry tool isn't started.
+void fill(benchmark::State& state, const std::function<void()>& work) {
+    InstalledMachine machine;
+    const std::string entry = "[HKEY_CLASSES_ROOT\\KOVRA.menu\\entry]\r\n"
+                              "@=\"%SHAREMAINCAPTION% %SHARECAPTION% %SENDCAPTION% %PUBLISHCAPTION%\"\r\n"
+                              "\"Icon\"=\"%EXEPATH%\\\\kovra.exe\"\r\n\"Page\"=\"%WWWPATH%\"\r\n\r\n";
     std::string bytes;
-    while (bytes.size() < static_cast<std::size_t>(state.range(0)))
+    while (bytes.size() < templateSize)
         bytes += entry;
-    machine.files.write(L"C:\\Kovra\\bin\\default\\contextMenu.reg", bytes);
-    machine.files.write(L"C:\\Kovra\\www\\index.php", "");
-    machine.files.makeFolder(L"C:\\Kovra\\data\\temp");
-    machine.inside([&] {
-        static_cast<void>(initPaths());
+    machine.files.write(exeFolder + L"default\\contextMenu.reg", bytes);
+    machine.fail("ShellExecuteA", ERROR_ACCESS_DENIED);
+    machine.insideService([&] {
         for (auto _ : state)
-            benchmark::DoNotOptimize(registerWin7ContextMenu(false));
+            work();
     });
-    if (!machine.files.fileExists(L"C:\\Kovra\\data\\temp\\contextMenu.reg"))
-        state.SkipWithError("no output");
+    const std::string filled = machine.files.read(L"C:\\Kovra\\data\\temp\\contextMenu.reg").value_or("");
+    if (filled.find("C:\\\\Kovra\\\\www") == std::string::npos || filled.find('%') != std::string::npos)
+        state.SkipWithError("the template hasn't been filled");
 }
 
-BENCHMARK(fillTemplate)->Arg(10'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+/// One walk over the bytes, in which every placeholder's beginning is looked at.
+std::string filledPlainly(const std::string& bytes) {
+    constexpr std::pair<std::string_view, std::string_view> places[] = {
+        {"%EXEPATH%", "C:\\\\Kovra\\\\bin"},  {"%WWWPATH%", "C:\\\\Kovra\\\\www"},
+        {"%SHAREMAINCAPTION%", "Share with"}, {"%SHARECAPTION%", "#doShare#"},
+        {"%SENDCAPTION%", "#doSend#"},        {"%PUBLISHCAPTION%", "#doPublish#"},
+    };
+    std::string filled;
+    filled.reserve(bytes.size());
+    std::string_view rest = bytes;
+    for (std::size_t found = rest.find('%'); found != std::string_view::npos; found = rest.find('%')) {
+        filled.append(rest.substr(0, found));
+        rest.remove_prefix(found);
+        for (const auto& [placeholder, text] : places) {
+            if (!rest.starts_with(placeholder))
+                continue;
+            filled.append(text);
+            rest.remove_prefix(placeholder.size());
+            break;
+        }
+    }
+    return filled.append(rest);
+}
+
+void fillPlainly() {
+    const std::wstring output = L"C:\\Kovra\\data\\temp\\contextMenu.reg";
+    DeleteFileA("C:\\Kovra\\data\\temp\\contextMenu.reg");
+    const FileHandle to = openFile(output, GENERIC_WRITE, CREATE_ALWAYS);
+    const FileHandle from = openFile(exeFolder + L"default\\contextMenu.reg", GENERIC_READ, OPEN_EXISTING);
+    std::string bytes(GetFileSize(from.get(), nullptr), '\0');
+    DWORD count = 0;
+    ReadFile(from.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+    const std::string filled = filledPlainly(bytes);
+    WriteFile(to.get(), filled.data(), static_cast<DWORD>(filled.size()), &count, nullptr);
+}
+
+const bool templates = compare(
+    "template",
+    [](benchmark::State& state) { fill(state, [] { static_cast<void>(registerWin7ContextMenu(true)); }); },
+    [](benchmark::State& state) { fill(state, fillPlainly); });
 
 } // namespace
-} // namespace kovra
+} // namespace kovra::bench

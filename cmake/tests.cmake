@@ -69,4 +69,7 @@ if(NOT KOVRA_SANITIZE)
     file(GLOB BENCHMARK_SOURCES CONFIGURE_DEPENDS benchmarks/*.cpp)
     add_executable(benchmarks ${BENCHMARK_SOURCES})
     target_link_libraries(benchmarks PRIVATE launcher benchmark::benchmark_main)
+    # Each once, to see that it still does what it measures; scripts/bench takes the figures.
+    add_test(NAME benchmarks COMMAND benchmarks --benchmark_min_time=0.001)
+    set_tests_properties(benchmarks PROPERTIES LABELS long FAIL_REGULAR_EXPRESSION "ERROR OCCURRED")
 endif()
