@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // What the fuzzers share. Each input meets a machine of its own, so it shows the same whenever it is tried;
 // at the machine's end nothing may be misused or left open.
@@ -31,6 +32,23 @@ void mustEqual(std::wstring_view seen, std::wstring_view expected, std::string_v
     constexpr UINT pages[] = {1252, 932, CP_UTF8};
     return pages[input.size() % std::size(pages)];
 }
+
+/// Gives the machine one of the three kinds of Windows between which the launcher chooses, by the input's
+/// size; yes for one before Windows Vista.
+bool setWindowsFor(simulated::Machine& machine, std::string_view input);
+
+/// What lies on the machine is what lay there at the former look.
+[[nodiscard]] bool areSame(const simulation::Beginning& before, const simulation::Beginning& now);
+
+/// The lines of a file, which end in LF or in CR LF; what stands behind the last end is one too.
+[[nodiscard]] std::vector<std::string> linesOf(std::string_view file);
+
+/// The text without blanks at its ends.
+[[nodiscard]] std::wstring withoutBlanks(std::wstring text);
+
+/// What the template becomes, one replacement behind the other.
+[[nodiscard]] std::wstring filledMenu(std::wstring text, bool addMenu,
+                                      const std::vector<std::wstring>& captions);
 
 } // namespace kovra::fuzzing
 

@@ -4,43 +4,16 @@
 #include "fuzzers/fuzzing.h"
 #include "support/settings.h"
 
-#include <algorithm>
-#include <set>
-#include <vector>
+#include <map>
 
 namespace kovra::fuzzing {
 namespace {
 
-/// The lines of a file as text, however they end.
-std::vector<std::wstring> linesOf(std::string_view file, const simulated::CodePage& codePage) {
-    std::vector<std::wstring> lines;
-    std::string line;
-    for (const char byte : file) {
-        if (byte != '\n') {
-            line += byte;
-            continue;
-        }
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        lines.push_back(codePage.toWide(line));
-        line.clear();
-    }
-    lines.push_back(codePage.toWide(line));
-    return lines;
-}
-
-std::wstring withoutBlanks(std::wstring text) {
-    while (!text.empty() && text.front() == L' ')
-        text.erase(0, 1);
-    while (!text.empty() && text.back() == L' ')
-        text.pop_back();
-    return text;
-}
-
 /// Every setting of the file is read as its first line says, and there is no other one.
 void readSettings(std::string_view file, const simulated::CodePage& codePage) {
     std::map<std::wstring, std::wstring> settings;
-    for (const std::wstring& line : linesOf(file, codePage)) {
+    for (const std::string& bytes : linesOf(file)) {
+        const std::wstring line = codePage.toWide(bytes);
         const std::size_t equals = line.find(L'=');
         if (equals != std::wstring::npos)
             settings.emplace(withoutBlanks(line.substr(0, equals)), withoutBlanks(line.substr(equals + 1)));
