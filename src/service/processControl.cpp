@@ -26,14 +26,15 @@ public:
 
     [[nodiscard]] DWORD id() const { return entry_.th32ProcessID; }
 
-    /// As the list has it, in upper case.
-    [[nodiscard]] std::wstring name() const {
-        return toUpper(fromAnsiBuffer(entry_.szExeFile, sizeof entry_.szExeFile));
+    /// As the list has it, in upper case; good until it is asked for again.
+    [[nodiscard]] std::wstring_view name() {
+        return upperFromAnsiBuffer(entry_.szExeFile, sizeof entry_.szExeFile, nameMemory_);
     }
 
 private:
     SnapshotHandle snapshot_;
     PROCESSENTRY32 entry_{};
+    std::wstring nameMemory_;
     bool more_ = false;
 };
 
@@ -65,8 +66,7 @@ std::int32_t findProcess(const std::wstring& name) {
     const std::wstring wanted = toUpper(name);
     const std::wstring wantedShort = shortForm(wanted);
     for (ProcessWalk walk; walk; walk.next()) {
-        const std::wstring path = walk.name();
-        const std::wstring_view found = fileNameOf(path);
+        const std::wstring_view found = fileNameOf(walk.name());
         if (found == wanted || found == wantedShort)
             return static_cast<std::int32_t>(walk.id());
     }
@@ -106,8 +106,7 @@ void logProcessList() {
     const std::wstring number = decimal(*dumpCounter);
     writeLog(L"----------------------------------------------v " + number);
     for (ProcessWalk walk; walk; walk.next()) {
-        const std::wstring path = walk.name();
-        const std::wstring_view name = fileNameOf(path);
+        const std::wstring_view name = fileNameOf(walk.name());
         if (name == L"WINLOGON.EXE" || name == L"EXPLORER.EXE" || name == L"LOGONUI.EXE")
             writeLog(decimal(walk.id()) + L" - " + std::wstring{name});
     }

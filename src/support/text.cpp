@@ -65,6 +65,18 @@ std::wstring fromAnsiBuffer(const char* buffer, std::size_t size) {
     return fromAnsi({buffer, static_cast<std::size_t>(std::find(buffer, buffer + size, '\0') - buffer)});
 }
 
+std::wstring_view upperFromAnsiBuffer(const char* buffer, std::size_t size, std::wstring& memory) {
+    memory.resize(std::max(memory.size(), size));
+    std::size_t length = 0;
+    for (; length < size && buffer[length] != '\0'; ++length) {
+        const auto character = static_cast<wchar_t>(static_cast<BYTE>(buffer[length]));
+        if (!isPlain(character))
+            return memory = toUpper(fromAnsiBuffer(buffer, size));
+        memory[length] = upper(character);
+    }
+    return std::wstring_view{memory}.substr(0, length);
+}
+
 std::wstring toUpper(std::wstring text) {
     std::transform(text.begin(), text.end(), text.begin(), upper);
     return text;

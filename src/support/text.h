@@ -24,6 +24,10 @@ namespace kovra {
 [[nodiscard]] std::wstring toUpper(std::wstring text);
 [[nodiscard]] std::wstring toLower(std::wstring text);
 
+/// What `toUpper` makes of an ANSI buffer's text. It lies in `memory`, which a next call uses again.
+[[nodiscard]] std::wstring_view upperFromAnsiBuffer(const char* buffer, std::size_t size,
+                                                    std::wstring& memory);
+
 /// The text without blanks (U+0020 only) at both ends.
 [[nodiscard]] std::wstring_view trim(std::wstring_view text);
 

@@ -13,11 +13,13 @@ TEST(FindProcess, KnowsANameInAnyCaseBehindAnyFolderAndInItsShortForm) {
     } const rows[] = {{L"explorer.exe", "C:\\Windows\\EXPLORER.EXE", true},
                       {L"explorer.exe", "explorer.exe.bak", false},
                       {L"explorer.exe", "EXPLOR~1.EXE", false},
-                      {L"ninechars.exe", "NINECH~1.EXE", true}};
+                      {L"ninechars.exe", "NINECH~1.EXE", true},
+                      {L"explorer.exe", "\x83\\explorer.exe", false}}; // one character, no folder
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.running);
         ServiceMachine machine;
+        machine.codePage.set(932);
         const auto id = static_cast<std::int32_t>(machine.processes.start(row.running, 1));
         insideService(machine, [&] { EXPECT_EQ(findProcess(row.wanted), row.found ? id : -1); });
     }
