@@ -58,6 +58,10 @@ public:
         mustEqual(machine_.traceLines.at(0), "Start KovraLauncher with command line " + arguments,
                   "the first line of the trace");
         const std::string command = arguments.substr(arguments.starts_with('-') ? 1 : 0);
+        const bool meansService = command == "service" || command.starts_with("service ");
+        const auto refused = std::count(machine_.traceLines.begin(), machine_.traceLines.end(),
+                                        "Service couldn't be created !!!"); // without the service manager
+        mustHold(refused == (meansService ? 1 : 0), "the one word alone means the service");
         if (!isForApplication(command))
             return;
         mustHold(areSame(before, world_.lookAtAll()), "a line for the application changes nothing else");

@@ -15,8 +15,11 @@ const std::vector<std::string> captionKeys = {"shellShareWith", "doShare", "doSe
 
 /// The wide text of bytes in UTF-8. Behind a byte 0 there are 0s alone, as many as the rest has characters.
 std::wstring decoded(const std::string& bytes) {
-    simulated::CodePage utf8;
-    utf8.set(CP_UTF8);
+    static const simulated::CodePage utf8 = [] {
+        simulated::CodePage page;
+        page.set(CP_UTF8);
+        return page;
+    }();
     std::wstring text = utf8.toWide(bytes.substr(0, bytes.find('\0')));
     text.resize(utf8.toWide(bytes).size());
     return text;
@@ -28,6 +31,15 @@ public:
     explicit Catalogue(std::string_view file) : lines_(linesOf(file)) {
         if (lines_.back().empty())
             lines_.pop_back(); // no line: the file ends with the one before
+        std::string text;
+        for (const std::string& line : lines_)
+            text += "\r\n" + line;
+        // A CR within a line ends it as well, with the character behind it.
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t end = std::min(text.find('\r', at), text.size());
+            linesInMemory_.push_back(text.substr(at, end - at));
+            at = end + 2;
+        }
     }
 
     /// What a lookup in the file finds: where it loads the file, the last entry.
@@ -35,18 +47,9 @@ public:
         return valueOf(key, lines_, loads);
     }
 
-    /// What a lookup behind that finds: a CR within a line ends it as well, with the character behind it.
+    /// What a lookup behind that finds.
     [[nodiscard]] std::wstring inMemory(const std::string& key) const {
-        std::string text;
-        for (const std::string& line : lines_)
-            text += "\r\n" + line;
-        std::vector<std::string> lines;
-        for (std::size_t at = 0; at < text.size();) {
-            const std::size_t end = std::min(text.find('\r', at), text.size());
-            lines.push_back(text.substr(at, end - at));
-            at = end + 2;
-        }
-        return valueOf(key, lines, false);
+        return valueOf(key, linesInMemory_, false);
     }
 
     [[nodiscard]] bool isEmpty() const { return lines_.empty(); }
@@ -65,7 +68,7 @@ private:
         return value;
     }
 
-    std::vector<std::string> lines_;
+    std::vector<std::string> lines_, linesInMemory_;
 };
 
 void lookUp(const std::string& key, bool loads, const std::wstring& expected) {

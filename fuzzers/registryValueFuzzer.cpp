@@ -93,7 +93,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     machine.registry.set(keyPath, L"", value);
     machine.inside([&] {
         look(machine);
-        write(machine, text);
+        if (text.size() < 300) // long ones take long
+            write(machine, text);
     });
     return 0;
 }
