@@ -12,7 +12,8 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 DOCUMENT = ROOT / "docs" / "performance.md"
-NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+# What a figure counts, by the units of it that the tables know
+UNITS = [{"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}, {"KB": 1, "MB": 1024}]
 
 
 def rows(part):
@@ -27,33 +28,32 @@ def rows(part):
 
 
 def medians(path):
-    """The median of each benchmark in nanoseconds, by its name."""
+    """The median of each benchmark with its unit, by its name."""
     figures = {}
     for run in json.loads(Path(path).read_text())["benchmarks"]:
         if run.get("error_occurred"):
             sys.exit(f"{run['run_name']}: {run['error_message']}")
-        if run.get("aggregate_name") != "median":
-            continue
-        name, clock = re.subn(r"/manual_time$", "", run["run_name"])
-        figures[name] = run["real_time" if clock else "cpu_time"] * NANOSECONDS[run["time_unit"]]
+        if run.get("aggregate_name") == "median":
+            name, clock = re.subn(r"/manual_time$", "", run["run_name"])
+            figures[name] = run["real_time" if clock else "cpu_time"], run["time_unit"]
     return figures
 
 
-def told(nanoseconds):
-    """A time with three digits."""
-    for unit in ["s", "ms", "us", "ns"]:
-        if nanoseconds >= NANOSECONDS[unit] or unit == "ns":
-            number = nanoseconds / NANOSECONDS[unit]
-            digits = 0 if number >= 99.95 else 1 if number >= 9.995 else 2
-            return f"{number:.{digits}f} {unit.replace('u', 'µ')}"
+def told(figure, unit):
+    """The figure with three digits, in the unit that suits it."""
+    units = next(units for units in UNITS if unit in units)
+    suiting = max((each for each in units if figure * units[unit] >= units[each]), key=units.get, default=next(iter(units)))
+    number = figure * units[unit] / units[suiting]
+    digits = 0 if number >= 99.95 else 1 if number >= 9.995 else 2
+    return f"{number:.{digits}f} {suiting.replace('us', 'µs')}"
 
 
 def table(part, figures):
-    lines = ["| what | time | floor | ratio | what the floor does |", "|---|---|---|---|---|"]
+    lines = ["| what | launcher | floor | ratio | what the floor does |", "|---|---|---|---|---|"]
     remarks = []
     for name, what, floor, remark in rows(part):
         mine, least = figures.pop(name), figures.pop(name + "/floor")
-        lines.append(f"| {what} | {told(mine)} | {told(least)} | {mine / least:.2f} | {floor} |")
+        lines.append(f"| {what} | {told(*mine)} | {told(*least)} | {mine[0] / least[0]:.2f} | {floor} |")
         if remark:
             remarks.append(f"- **{what}**: {remark}")
     if figures:

@@ -51,7 +51,14 @@ endfunction()
 addProductLibrary(sess advapi32 kernel32)
 addProductLibrary(ext advapi32 kernel32)
 
-# The programs that check a Windows: contractTests.exe, differences.exe and windowsChecks.exe; built on demand.
+# What scripts/bench measures the launcher beside; built on demand.
+foreach(name bareRun bareService bareLoop)
+    add_executable(${name} WIN32 EXCLUDE_FROM_ALL "${root}/benchmarks/windows/${name}.cpp")
+    target_link_libraries(${name} PRIVATE windowsSettings advapi32 ole32 uuid)
+endforeach()
+
+# The programs that check a Windows, contractTests.exe, differences.exe and windowsChecks.exe, and the one that measures
+# on it, windowsBenchmarks.exe; built on demand.
 include(ExternalProject)
 string(REPLACE "g++" "gcc" windowsTestsC "${CMAKE_CXX_COMPILER}")
 ExternalProject_Add(windowsTests
@@ -61,5 +68,5 @@ ExternalProject_Add(windowsTests
         -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}-posix -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${CMAKE_BINARY_DIR}/bin
     DEPENDS sess ext # which the contract loads from the folder of its program
     BUILD_ALWAYS TRUE
-    BUILD_COMMAND "${CMAKE_COMMAND}" --build . --target contractTests differences windowsChecks
+    BUILD_COMMAND "${CMAKE_COMMAND}" --build . --target contractTests differences windowsChecks windowsBenchmarks
     INSTALL_COMMAND "")

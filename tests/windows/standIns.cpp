@@ -38,7 +38,7 @@ void playApplication() {
 bool playStandIn(const std::string& ownFileName) {
     if (ownFileName == "kovra.exe")
         playApplication();
-    else if (ownFileName != "windowschecks.exe")
+    else if (!ownFileName.starts_with("windows"))
         Sleep(standInLifeMs);
     else
         return false;
