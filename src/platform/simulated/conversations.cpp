@@ -21,8 +21,7 @@ struct Talk : std::enable_shared_from_this<Talk> {
 
     void connect() {
         if (!client.connect()) {
-            if (machine.scheduler.now() < givesUpAt)
-                after(10, &Talk::connect);
+            machine.pipes.whenListening([self = shared_from_this()] { self->tryAgain(); });
             return;
         }
         result->connectedAt = machine.scheduler.now();
@@ -34,6 +33,14 @@ struct Talk : std::enable_shared_from_this<Talk> {
         if (manner.vanishesAfter)
             after(*manner.vanishesAfter, &Talk::vanish);
         after(manner.writesAfter, &Talk::write);
+    }
+
+    /// At its next time to look, unless it has given up.
+    void tryAgain() {
+        constexpr std::uint64_t lookEveryMs = 10;
+        const std::uint64_t looksAfter = lookEveryMs - (machine.scheduler.now() - startedAt) % lookEveryMs;
+        if (machine.scheduler.now() < startedAt + manner.patienceMs)
+            after(looksAfter, &Talk::connect);
     }
 
     void write() {
@@ -68,7 +75,7 @@ struct Talk : std::enable_shared_from_this<Talk> {
     PipeClient client;
     std::string message;
     ClientManner manner;
-    std::uint64_t givesUpAt = machine.scheduler.now() + manner.patienceMs;
+    std::uint64_t startedAt = machine.scheduler.now();
     std::shared_ptr<Conversation> result = std::make_shared<Conversation>();
 };
 

@@ -49,6 +49,11 @@ void PipeClient::drop() {
         dropped();
 }
 
+void Pipes::tellWaiting() {
+    for (const auto& retry : std::exchange(waiting_, {}))
+        retry();
+}
+
 BOOL readMessage(Pipe& pipe, char* buffer, DWORD size, DWORD& read) {
     if (pipe.toServer.empty()) {
         constexpr DWORD errors[] = {ERROR_PIPE_NOT_CONNECTED, ERROR_PIPE_LISTENING, ERROR_NO_DATA,
@@ -130,6 +135,7 @@ HANDLE CreateNamedPipeA(LPCSTR name, DWORD openMode, DWORD pipeMode, DWORD maxIn
     pipe->openToEveryone = attributes != nullptr && letsEverybodyIn(*attributes);
     pipe->outQuota = outBufferSize;
     machine().pipes.pipes.push_back(pipe);
+    machine().pipes.tellWaiting();
     return machine().handles.add(pipe);
 }
 
@@ -141,6 +147,7 @@ BOOL ConnectNamedPipe(HANDLE handle, OVERLAPPED*) {
     if (pipe->state != Pipe::State::disconnected)
         return FALSE;
     pipe->state = Pipe::State::listening;
+    machine().pipes.tellWaiting();
     return TRUE;
 }
 

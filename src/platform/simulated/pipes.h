@@ -91,6 +91,12 @@ public:
     /// busy or missing), writes, reads, closes.
     std::shared_ptr<Conversation> say(const std::string& message, const ClientManner& manner = {});
 
+    /// Calls it once, when an instance next begins to listen.
+    void whenListening(std::function<void()> retry) { waiting_.push_back(std::move(retry)); }
+
+    /// An instance listens.
+    void tellWaiting();
+
     static constexpr std::string_view prefix = "\\\\.\\pipe\\";
 
     std::vector<std::shared_ptr<Pipe>> pipes;
@@ -101,6 +107,7 @@ private:
     Machine& machine_;
     // They keep the programs' ends open for as long as the machine lasts.
     std::vector<std::shared_ptr<void>> talks_;
+    std::vector<std::function<void()>> waiting_;
 };
 
 /// Its security descriptor has an access list that admits everybody.

@@ -46,7 +46,7 @@ Thread& Scheduler::start(Process& process, std::function<void()> body) {
             const InsideMachine inside;
             acquireFrom(&thread);
             current = &thread;
-            thread.turn_.acquire();
+            thread.turn_.await();
             runs = !thread.process_->ended;
         }
         try {
@@ -58,7 +58,7 @@ Thread& Scheduler::start(Process& process, std::function<void()> body) {
         const InsideMachine inside;
         releaseTo(&thread);
         thread.ended_ = true;
-        nextThread().turn_.release();
+        nextThread().turn_.give();
     });
     return thread;
 }
@@ -118,8 +118,8 @@ void Scheduler::passTurn(Thread& from) {
     Thread& next = nextThread();
     if (&next == &from)
         return;
-    next.turn_.release();
-    from.turn_.acquire();
+    next.turn_.give();
+    from.turn_.await();
 }
 
 Thread& Scheduler::nextThread() {
@@ -127,14 +127,15 @@ Thread& Scheduler::nextThread() {
         // Without the world, which waits until nobody else is ready.
         const std::size_t count = threads_.size() - 1;
         const std::size_t first = order_ && count > 0 ? draw(static_cast<std::uint32_t>(count)) : 0;
-        // Turns of one call and of hundreds are equally likely: short ones mix the threads finely, long ones
-        // let a thread stand still while another comes far.
-        if (order_)
-            callsLeft_ = draw(1U << draw(9));
         for (std::size_t step = 0; step < count; ++step) {
             Thread& thread = *threads_[(first + step) % count];
-            if (isReady(thread))
-                return thread;
+            if (!isReady(thread))
+                continue;
+            // Turns of one call and of hundreds are equally likely: short ones mix the threads finely, long ones
+            // let a thread stand still while another comes far.
+            if (order_)
+                callsLeft_ = draw(1U << draw(9));
+            return thread;
         }
         if (isReady(*world_))
             return *world_;

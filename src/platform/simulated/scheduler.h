@@ -3,13 +3,14 @@
 #include "platform/simulated/account.h"
 #include "platform/simulated/win32.h"
 
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <random>
-#include <semaphore>
 #include <thread>
 #include <vector>
 
@@ -20,6 +21,30 @@ class Scheduler;
 
 /// Thrown through a launcher thread whose process has ended; nothing in the launcher catches it.
 struct ProcessEnded {};
+
+/// The turn to run, which one thread hands to another. A std::binary_semaphore gives the core away several
+/// times before it waits, which on one core costs more than the waiting.
+class Turn {
+public:
+    void give() {
+        {
+            const std::lock_guard lock{mutex_};
+            given_ = true;
+        }
+        condition_.notify_one();
+    }
+
+    void await() {
+        std::unique_lock lock{mutex_};
+        condition_.wait(lock, [this] { return given_; });
+        given_ = false;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable condition_;
+    bool given_ = false;
+};
 
 /// One thread of a simulated process, or the world: the thread that owns the machine and plays it.
 class Thread {
@@ -35,7 +60,7 @@ private:
 
     Process* process_ = nullptr;
     std::thread osThread_;
-    std::binary_semaphore turn_{0};
+    Turn turn_;
     bool (*condition_)(void*) = nullptr; // null: ready to run
     void* conditionContext_ = nullptr;
     std::uint64_t due_ = 0;
