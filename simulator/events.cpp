@@ -50,17 +50,23 @@ void logOn(World& world, const Arguments& arguments) {
 }
 
 /// The application ends once the service has answered it, or hasn't for a while.
-void endWhenAnswered(World& world, std::uint64_t deadline) {
-    if (world.clients["application"]->replies > 0 || world.machine.scheduler.now() >= deadline)
-        endAll(world, "kovra.exe");
+void endWhenAnswered(Machine& machine, DWORD application, const simulated::Conversation& talk,
+                     std::uint64_t deadline) {
+    if (talk.replies > 0 || machine.scheduler.now() >= deadline)
+        machine.processes.end(application);
     else
-        world.machine.scheduler.after(10, [&world, deadline] { endWhenAnswered(world, deadline); });
+        machine.scheduler.after(10, [&machine, application, &talk, deadline] {
+            endWhenAnswered(machine, application, talk, deadline);
+        });
 }
 
 void quit(World& world, const Arguments&) {
     constexpr std::uint64_t patienceMs = 10'000;
-    world.clients["application"] = world.machine.pipes.say("appExited");
-    endWhenAnswered(world, world.machine.scheduler.now() + patienceMs);
+    Machine& machine = world.machine;
+    const auto talk = world.clients["application"] = machine.pipes.say("appExited");
+    // The machine keeps every conversation.
+    if (const simulated::Process* const application = machine.processes.find("kovra.exe"))
+        endWhenAnswered(machine, application->id, *talk, machine.scheduler.now() + patienceMs);
 }
 
 void sayAsApplication(World& world, const Arguments& arguments) {
@@ -82,8 +88,20 @@ void connectClient(World& world, const Arguments& arguments) {
     if (arguments.has("vanishes"))
         manner.vanishesAfter = arguments.ms("vanishes");
     manner.patienceMs = timeOr(arguments, "tries", manner.patienceMs);
-    world.clients[arguments.text("NAME")] =
-        world.machine.pipes.say(world.bytesOf(arguments.text("says")), manner);
+    manner.identity.overNetwork = arguments.has("from");
+    if (arguments.has("anonymous"))
+        manner.identity.level = simulated::ImpersonationLevel::anonymous;
+    const std::string message = world.bytesOf(arguments.text("says"));
+    const std::string& name = arguments.text("NAME");
+    world.clients[name] = world.machine.pipes.say(message, manner);
+    // On time, from this machine, with a message that has its place, and there to read the answer.
+    constexpr std::uint64_t soonMs = 500;
+    const bool isGood = !message.empty() && message.size() <= 100 && manner.writesAfter <= soonMs &&
+                        manner.readsAfter.value_or(0) <= soonMs && !manner.vanishesAfter &&
+                        !manner.identity.overNetwork &&
+                        manner.identity.level != simulated::ImpersonationLevel::anonymous;
+    if (isGood && world.watch)
+        world.watch->expectAnswer(name, world.clients[name], manner.patienceMs);
 }
 
 simulated::Process* processIn(World& world, const Arguments& arguments) {
@@ -246,7 +264,7 @@ constexpr Event events[] = {
     {"application quits", quit},
     {"application says TEXT", sayAsApplication},
     {"client NAME [writes after TIME] [reads after TIME] [closes after TIME] [vanishes after TIME] "
-     "[tries for TIME] [listens on] [deaf] [stays] [says TEXT]",
+     "[tries for TIME] [from afar] [anonymous] [listens on] [deaf] [stays] [says TEXT]",
      connectClient},
     {"launcher [as user] TEXT",
      [](World& world, const Arguments& arguments) {
@@ -300,6 +318,15 @@ constexpr Event events[] = {
      }},
 
     // The scenario.
+    {"machine watched",
+     [](World& world, const Arguments&) {
+         if (!world.watch)
+             world.watch.emplace(world);
+     }},
+    {"threads in order NUMBER",
+     [](World& world, const Arguments& arguments) {
+         world.machine.scheduler.drawOrder(static_cast<std::uint32_t>(arguments.number("NUMBER")));
+     }},
     {"from here", [](World& world, const Arguments&) { world.happenings.clear(); }},
 };
 

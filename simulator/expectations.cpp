@@ -241,9 +241,6 @@ Verdict servicesUnchanged(World& world, const Arguments&) {
     return {services == world.beginning->services, seen};
 }
 
-/// How long somebody who has logged on may have an application of SYSTEM's on his desktop.
-constexpr std::uint64_t systemPatienceMs = 12'000;
-
 /// Nothing was misused, nothing is open that the launcher should have let go, and no application of SYSTEM's
 /// was left to a user.
 Verdict isClean(World& world, const Arguments&) {
@@ -251,7 +248,7 @@ Verdict isClean(World& world, const Arguments&) {
     if (const std::string left = world.machine.leftOpen(); !left.empty())
         seen += "\n" + left;
     if (const std::uint64_t longest = world.systemOnDesktop.longest(world.machine);
-        longest > systemPatienceMs)
+        longest > SystemOnDesktop::patienceMs)
         seen += "\n      SYSTEM's application on an open desktop for " + formatTime(longest);
     return {seen.empty(), seen};
 }

@@ -227,7 +227,11 @@ std::variant<Understood, std::string> understand(std::span<const std::string_vie
     std::size_t reached = 0;
     std::string wrong;
     std::vector<std::string_view> nearest;
+    const std::string_view first = Words{line}.peek();
     for (std::size_t index = 0; index < patterns.size(); ++index) {
+        // Every pattern begins with a word that stands for itself.
+        if (Words{patterns[index]}.peek() != first)
+            continue;
         Attempt attempt{patterns[index], line, lines};
         if (attempt.fits)
             return Understood{index, std::move(attempt.found)};

@@ -15,12 +15,46 @@ std::string shortened(const Line& line) {
            (lines == 0 ? "" : " (" + std::to_string(lines) + " lines)");
 }
 
+/// What the trace tells of the service's ways, by the words that begin the line.
+constexpr std::string_view knownBranches[] = {
+    "Starting service...",
+    "min launch time not reached",
+    "Min launch time reached, start kovra",
+    "time start kovra",
+    "No explorer found in session",
+    "Application could not be started",
+    "Application started by service",
+    "explorer.exe detected in session",
+    "explorer.exe detected in a session",
+    "explorer.exe detected in kovra session",
+    "App has been launched with normal privileges",
+    "Kovra and winlogon sessions are different",
+    "App has been launched with admin rights",
+    "Kill kovra",
+    "Requested relaunch canceled",
+    "relaunchApp received: kill kovra",
+    "Incorrect relaunchApp command",
+    "Incorrect useSessionId",
+    "Pipe message refused",
+    "appExited => OK",
+    "appLaunched => OK",
+    "Application requested service exit",
+    "End of main service loop",
+    "Service couldn't be created",
+    "Service installation successful",
+    "Service installation failed",
+};
+
 class Player {
 public:
-    Player(const Scenario& scenario, Printer& printer, std::FILE* err)
+    Player(const Scenario& scenario, Printer& printer, std::FILE* err, Tally* tally)
         : scenario_(scenario),
           printer_(printer),
-          err_(err) {
+          err_(err),
+          tally_(tally),
+          isLookedAt_(std::any_of(scenario.lines.begin(), scenario.lines.end(), [](const Line& line) {
+              return line.look != nullptr || !line.whenTraced.empty();
+          })) {
         world_.machine.observer = [this](const simulated::Happening& happening) { observe(happening); };
     }
 
@@ -28,6 +62,8 @@ public:
         for (const Line& line : scenario_.lines) {
             if (line.moment)
                 playUntil(*line.moment);
+            if (isBroken())
+                break;
             printer_.heading(line.heading);
             if (line.look != nullptr)
                 look(line);
@@ -41,7 +77,10 @@ public:
             return readScenario("", "expect clean", mistakes).lines.front();
         }();
         world_.machine.play(0);
-        look(atTheEnd);
+        if (isBroken())
+            tellBroken();
+        else
+            look(atTheEnd);
         for (const Line* line : waiting_)
             tell(*line, "it never came to that");
         outcome_.neverCame = static_cast<int>(waiting_.size());
@@ -50,6 +89,20 @@ public:
     }
 
 private:
+    /// What the scenario has watched did not hold: the play ends.
+    [[nodiscard]] bool isBroken() { return world_.watch && !world_.watch->look().empty(); }
+
+    void tellBroken() {
+        static const Line watched = [] {
+            std::vector<Mistake> mistakes;
+            return readScenario("", "machine watched", mistakes).lines.front();
+        }();
+        outcome_.broken = world_.watch->look();
+        ++outcome_.expectations;
+        ++outcome_.failures;
+        tell(watched, outcome_.broken);
+    }
+
     [[nodiscard]] std::uint64_t now() const { return world_.machine.scheduler.now(); }
 
     void playUntil(const Moment& moment) {
@@ -57,12 +110,16 @@ private:
             world_.beginning = world_.lookAtAll();
         const std::uint64_t time = moment.relative ? now() + moment.ms : moment.ms;
         if (time > now())
-            world_.machine.play(time - now());
+            world_.machine.playUntil([this] { return isBroken(); }, time - now());
     }
 
     void carryOut(const Line& line) {
         printer_.scenarioLine(now(), '*', line.text);
         line.carryOut(world_, line.arguments);
+        if (world_.watch)
+            world_.watch->disturbed();
+        if (tally_ != nullptr)
+            ++tally_->events[line.pattern];
     }
 
     void look(const Line& line) {
@@ -73,7 +130,7 @@ private:
         world_.machine.playUntil(
             [&] {
                 verdict = line.look(world_, line.arguments);
-                return verdict.holds != line.negated;
+                return verdict.holds != line.negated || isBroken();
             },
             line.withinMs);
         if (verdict.holds == line.negated) {
@@ -88,14 +145,22 @@ private:
     void tell(const Line& line, const std::string& seen) {
         printer_.scenarioLine(now(), '!', line.text);
         const std::string place = line.number == 0 ? "at the end" : std::to_string(line.number);
+        if (err_ == nullptr)
+            return;
         std::fprintf(err_, "%s:%s: at %s: %s\n    seen: %s\n", scenario_.file.c_str(), place.c_str(),
                      formatTime(now()).c_str(), line.text.c_str(), seen.c_str());
     }
 
     void observe(const simulated::Happening& happening) {
+        world_.systemOnDesktop.look(world_.machine);
+        if (world_.watch)
+            world_.watch->happened(happening);
+        if (tally_ != nullptr)
+            tally_->happened(happening);
+        if (!isLookedAt_ && printer_.isQuiet()) // a random hour has tens of thousands of them
+            return;
         const std::string text = world_.fromBytes(happening.text);
         printer_.happened(happening.at, happening.side, text);
-        world_.systemOnDesktop.look(world_.machine);
         world_.happenings.push_back({happening.at, happening.side, text});
         if (happening.side != simulated::Side::trace)
             return;
@@ -111,6 +176,8 @@ private:
     const Scenario& scenario_;
     Printer& printer_;
     std::FILE* err_;
+    Tally* tally_;
+    bool isLookedAt_; // what happens: by an expectation, or by a line that waits for it
     Outcome outcome_;
     std::vector<const Line*> waiting_; // for a trace line
     World world_;                      // the last member: it goes first
@@ -118,9 +185,21 @@ private:
 
 } // namespace
 
-Outcome play(const Scenario& scenario, Printer& printer, std::FILE* err) {
+void Tally::happened(const simulated::Happening& happening) {
+    if (happening.side == simulated::Side::machine) {
+        if (happening.text.starts_with("kovraLauncher.exe") && happening.text.ends_with(" starts"))
+            ++launchers;
+        return;
+    }
+    for (const std::string_view branch : knownBranches) {
+        if (happening.text.starts_with(branch))
+            ++branches[branch];
+    }
+}
+
+Outcome play(const Scenario& scenario, Printer& printer, std::FILE* err, Tally* tally) {
     printer.begin(scenario.title.empty() ? scenario.file : scenario.title, scenario.longestMs);
-    return Player{scenario, printer, err}.playAll();
+    return Player{scenario, printer, err, tally}.playAll();
 }
 
 } // namespace kovra::simulation

@@ -15,6 +15,8 @@ class Printer {
 public:
     Printer(std::FILE* out, bool quiet) : out_(out), quiet_(quiet) {}
 
+    [[nodiscard]] bool isQuiet() const { return quiet_; }
+
     /// The longest time is that of the last moment.
     void begin(const std::string& title, std::uint64_t longestMs);
     /// Stands above what follows.

@@ -1,15 +1,14 @@
 #include "simulator/randomMachine.h"
 
-#include "simulator/text.h"
-#include "simulator/world.h"
-
 #include <algorithm>
 #include <array>
 #include <functional>
 #include <iterator>
-#include <memory>
+#include <map>
+#include <queue>
 #include <random>
-#include <string>
+#include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,386 +16,547 @@ namespace kovra::simulation {
 
 namespace {
 
-using simulated::ClientManner;
-using simulated::Conversation;
-using simulated::Scheduler;
-
 constexpr std::uint64_t second = 1000;
 constexpr std::uint64_t minute = 60 * second;
-constexpr std::uint64_t hourMs = 60 * minute;
+constexpr std::uint64_t hour = 60 * minute;
 
-class RandomHour {
+/// `12.345`
+std::string inSeconds(std::uint64_t milliseconds) {
+    const std::string digits = std::to_string(1000 + milliseconds % 1000);
+    return std::to_string(milliseconds / 1000) + "." + digits.substr(1);
+}
+
+class Draw {
 public:
-    RandomHour(std::uint32_t seed, Printer& printer) : random_(seed) {
-        machine_.observer = [this, &printer](const simulated::Happening& happening) {
-            printer.happened(happening.at, happening.side, world_.fromBytes(happening.text));
-            if (happening.side == simulated::Side::trace)
-                followTrace(happening.text);
-        };
-        machine_.files.write(L"C:\\Kovra\\data\\general.ini",
-                             chance(4) ? "launchWithAdminRights=1\r\n" : "launchWithAdminRights=0\r\n");
-        machine_.version = {6, below(3), VER_PLATFORM_WIN32_NT};
-        machine_.processes.terminationMs = chance(2) ? 0 : below(400);
-        machine_.pipes.quotaIsTold = !chance(4);
-        // Sometimes the clock turns during the hour.
-        if (chance(3))
-            machine_.clock.setTickCount((chance(2) ? 0x8000'0000U : 0U) - below(30 * minute));
-        machine_.processes.onStart["kovra.exe"] = [this](const simulated::Process& process) {
-            machine_.mailslots.make("kovraMailslot", process.id);
-            if (!chance(5))
-                machine_.scheduler.after(100 + below(900), [this, id = process.id] {
-                    if (machine_.processes.find(id) != nullptr)
-                        machine_.pipes.say("appLaunched");
-                });
-        };
+    explicit Draw(std::uint32_t seed) : random_(seed) {
+        text_ = "# Random machine " + std::to_string(seed) + "\n";
     }
 
-    /// What went wrong; empty when nothing did.
-    std::string play() {
-        machine_.sessions.open(1);
-        machine_.services.add("Kovra", "\"C:\\Kovra\\bin\\kovraLauncher.exe\" -service");
-        machine_.services.start("Kovra");
-        machine_.play(200);
-        nextBadClient_ = now() + 10 * second;
-        const std::uint64_t end = now() + hourMs;
-        while (failure_.empty() && now() < end) {
+    std::string hourOfLife() {
+        setUp();
+        for (std::uint32_t& weight : weights_)
+            weight = chance(3) ? 0 : 1U << below(7);
+        weights_.front() += 1; // never without any
+        const std::uint64_t pace = (3 * second) << below(9);
+        for (std::uint64_t next = 3 * second; next < hour; next = now_ + pause(pace)) {
+            runPlans(next);
+            now_ = next;
             doSomething();
-            watch(chance(3) ? below(300) : below(20 * second));
         }
-        settle();
-        stop();
-        return failure_;
+        // Left alone for a while everything is in its place; then the machine goes down.
+        runPlans(hour);
+        now_ = hour + minute;
+        say(chance(2) ? "service stops" : "service shuts down");
+        text_ += "+10 from here\n";
+        return text_;
     }
 
 private:
     struct Session {
         bool open = false;
         bool loggedOn = false;
+        bool logonScreen = false;
+        bool shell = false;
     };
 
-    static constexpr DWORD remoteSession = 3;
-
-    /// How long something may stay wrong: a rights check every 15 passes, one of which a client or a kill
-    /// may stretch, and the start behind it; or the shell's 10 seconds with one look more.
-    static constexpr std::uint64_t patienceMs = 12 * second;
-    static constexpr std::uint64_t replyPatienceMs = 8 * second;
-    /// Kills that one deed may call for, with what follows from it: a session change, logon screens that come
-    /// and go, a shell.
-    static constexpr int mostKills = 4;
-
-    [[nodiscard]] std::uint64_t now() const { return machine_.scheduler.now(); }
+    using Deed = void (Draw::*)();
 
     std::uint32_t below(std::uint64_t limit) { return static_cast<std::uint32_t>(random_() % limit); }
 
     bool chance(std::uint32_t oneIn) { return below(oneIn) == 0; }
 
-    [[nodiscard]] DWORD console() const { return static_cast<DWORD>(machine_.sessions.active); }
+    template <typename Range>
+    const auto& oneOf(const Range& range) {
+        return range[below(std::size(range))];
+    }
 
-    Session& here() { return sessions_.at(console()); }
+    /// As many times as the pace more as less; now and then long enough for all to come to rest.
+    std::uint64_t pause(std::uint64_t pace) {
+        if (chance(12))
+            return 12 * second + below(20 * second);
+        return 1 + below(pace >> below(4)) + (chance(3) ? below(pace) : 0);
+    }
 
-    [[nodiscard]] bool logonScreenUp(DWORD session) const {
-        return machine_.processes.findOwn("logonui.exe", session) != nullptr;
+    void say(const std::string& line) { text_ += inSeconds(now_) + " " + line + "\n"; }
+
+    void setUp() {
+        static constexpr const char* versions[] = {"2000", "xp", "vista", "7", "8", "8.1", "10"};
+        const std::size_t version = below(std::size(versions));
+        isOld_ = version < 2;
+        console_ = isOld_ && chance(2) ? 0 : 1;
+        begin("windows " + std::string{versions[version]});
+        begin("console " + std::to_string(console_));
+        static constexpr const char* settings[] = {"0", "1", "true", "yes", "TRUE"};
+        if (!chance(3))
+            begin("setting launchWithAdminRights = " + std::string{oneOf(settings)});
+        if (chance(3))
+            begin(std::string{"clock "} + (chance(2) ? "first" : "second") + " turn in " +
+                  inSeconds(below(hour)));
+        if (chance(2))
+            begin("threads in order " + std::to_string(below(1'000'000)));
+        if (chance(2))
+            begin("processes linger " + inSeconds(below(400)));
+        if (chance(4))
+            begin("pipe quota hidden");
+        if (chance(8))
+            begin("code page 932");
+        if (isOld_ && chance(6))
+            begin("terminal services off");
+        if (chance(12))
+            begin("library missing");
+        behaveOtherwise("");
+        begin("machine watched");
+        begin("service installed");
+        text_ += "0 machine boots\n";
+        at(console_) = {true, false, true, false};
+    }
+
+    void begin(const std::string& line) { text_ += line + "\n"; }
+
+    Session& at(std::uint32_t session) { return sessions_[session]; }
+
+    Session& here() { return at(console_); }
+
+    static std::string in(std::uint32_t session) { return " in " + std::to_string(session); }
+
+    /// What follows later from something that happens, where it still makes sense then.
+    void plan(std::uint64_t milliseconds, std::function<void()> deed) {
+        plans_.emplace(now_ + milliseconds, std::move(deed));
+    }
+
+    void runPlans(std::uint64_t until) {
+        while (!plans_.empty() && plans_.begin()->first <= until) {
+            const auto deed = std::move(plans_.begin()->second);
+            now_ = plans_.begin()->first;
+            plans_.erase(plans_.begin());
+            deed();
+        }
     }
 
     void doSomething() {
-        using Deed = void (RandomHour::*)();
-        static constexpr std::array deeds{
-            &RandomHour::logOnOrOff, &RandomHour::lockOrUnlock, &RandomHour::lockOrUnlock,
-            &RandomHour::switchUser, &RandomHour::restartShell, &RandomHour::crash,
-            &RandomHour::crash,      &RandomHour::relaunch,     &RandomHour::quitOrComeBack,
-            &RandomHour::talk,       &RandomHour::talk,         &RandomHour::misbehave,
-            &RandomHour::misbehave,  &RandomHour::runLauncher,  &RandomHour::interrogate,
-            &RandomHour::useRemote,  &RandomHour::useRemote,    &RandomHour::pretend,
-        };
-        kills_ = 0;
-        const Deed deed = deeds[below(deeds.size())];
+        std::uint32_t all = 0;
+        for (const std::uint32_t weight : weights_)
+            all += weight;
+        std::uint32_t drawn = below(all);
+        std::size_t index = 0;
+        while (drawn >= weights_[index])
+            drawn -= weights_[index++];
+        const Deed deed = deeds[index];
         (this->*deed)();
     }
 
+    // Users.
+
     void logOnOrOff() {
         if (!here().loggedOn)
-            logOn(console());
+            logOn(console_);
         else if (chance(3))
-            logOff(console());
+            logOff(console_);
     }
 
-    void logOn(DWORD number) {
-        sessions_.at(number).loggedOn = true;
-        machine_.sessions.logOn(number, {chance(3), chance(2)});
-        startShellSoon(number);
+    void logOn(std::uint32_t number) {
+        at(number).loggedOn = true;
+        at(number).logonScreen = false;
+        static constexpr const char* roles[] = {"", "", " as administrator", " as elevated"};
+        const std::string role = oneOf(roles);
+        say("user logs on" + role + in(number));
+        // Some shells come late, some die at once, some never come.
+        if (!chance(8))
+            shellSoon(number, chance(6) ? 30 * second : 6 * second);
     }
 
-    void logOff(DWORD number) {
-        sessions_.at(number).loggedOn = false;
-        machine_.sessions.logOff(number);
+    void logOff(std::uint32_t number) {
+        at(number) = {true, false, true, false};
+        say("user logs off" + in(number));
     }
 
-    void startShellSoon(DWORD number) {
-        machine_.scheduler.after(below(8 * second), [this, number] {
-            if (sessions_.at(number).loggedOn && machine_.processes.find("explorer.exe", number) == nullptr)
-                machine_.sessions.startShell(number);
+    void shellSoon(std::uint32_t number, std::uint64_t within) {
+        plan(below(within), [this, number] {
+            Session& session = at(number);
+            if (!session.loggedOn || session.shell)
+                return;
+            session.shell = true;
+            say("shell up" + in(number));
+            if (chance(12))
+                plan(below(3 * second), [this, number] { endShell(number); });
         });
+    }
+
+    void endShell(std::uint32_t number) {
+        if (std::exchange(at(number).shell, false))
+            say("shell down" + in(number));
     }
 
     void lockOrUnlock() {
         if (here().loggedOn)
-            lockOrUnlockIn(console());
+            turnLogonScreen(console_);
     }
 
-    void lockOrUnlockIn(DWORD number) {
-        if (logonScreenUp(number))
-            machine_.sessions.hideLogonScreen(number);
-        else
-            machine_.sessions.showLogonScreen(number);
+    void turnLogonScreen(std::uint32_t number) {
+        bool& up = at(number).logonScreen;
+        up = !up;
+        say(std::string{"logon screen "} + (up ? "up" : "down") + in(number));
     }
 
-    void open(DWORD number) {
-        if (!std::exchange(sessions_.at(number).open, true))
-            machine_.sessions.open(number);
+    void openSession(std::uint32_t number) {
+        if (at(number).open)
+            return;
+        at(number) = {true, false, true, false};
+        say("session " + std::to_string(number) + " opens");
     }
 
     void switchUser() {
-        const DWORD other = console() == 1 ? 2 : 1;
-        if (chance(2)) { // for a moment the console is between sessions
-            machine_.sessions.switchTo(-1);
-            watch(below(2 * second));
+        const std::uint32_t other = chance(6) ? 4 : 3 - std::max(1U, std::min(console_, 2U));
+        if (at(console_).loggedOn)
+            at(console_).logonScreen = true;
+        console_ = other;
+        if (chance(2)) {
+            say("console none");
+            plan(below(3 * second), [this, other] {
+                say("console " + std::to_string(other));
+                openSession(other);
+            });
+            return;
         }
-        machine_.sessions.switchTo(static_cast<std::int32_t>(other));
-        open(other);
+        say("console " + std::to_string(other));
+        openSession(other);
     }
 
     /// Somebody comes to a remote logon prompt, logs on, is cut off and comes back, leaves.
     void useRemote() {
-        Session& session = sessions_.at(remoteSession);
+        constexpr std::uint32_t remote = 5;
+        Session& session = at(remote);
         if (!session.open) {
-            open(remoteSession);
+            openSession(remote);
         } else if (!session.loggedOn && !chance(4)) {
-            logOn(remoteSession);
+            logOn(remote);
         } else if (session.loggedOn && !chance(3)) {
-            lockOrUnlockIn(remoteSession);
+            turnLogonScreen(remote);
         } else {
             session = {};
-            machine_.sessions.close(remoteSession);
+            say("session " + std::to_string(remote) + " closes");
         }
+    }
+
+    /// Somebody who has been left behind at the console goes, too.
+    void leaveSession() {
+        for (auto& [number, session] : sessions_) {
+            if (number == console_ || number == 0 || !session.open)
+                continue;
+            session = {};
+            say("session " + std::to_string(number) + " closes");
+            return;
+        }
+    }
+
+    void restartShell() {
+        if (!here().shell)
+            return;
+        endShell(console_);
+        if (!chance(5))
+            shellSoon(console_, 8 * second);
     }
 
     /// Somebody who is logged on starts a program of his own that has the name of one of the system's.
     void pretend() {
-        const char* names[] = {"logonui.exe", "winlogon.exe", "explorer.exe"};
-        const DWORD session = 1 + below(remoteSession);
-        if (!sessions_.at(session).loggedOn)
-            return;
-        const DWORD program = machine_.processes.start(names[below(std::size(names))], session);
-        machine_.scheduler.after(below(2 * minute), [this, program] { machine_.processes.end(program); });
-    }
-
-    void restartShell() {
         if (!here().loggedOn)
             return;
-        machine_.sessions.endShell(console());
-        startShellSoon(console());
+        static constexpr const char* names[] = {"logonui.exe", "winlogon.exe", "regedit.exe", "KOVRA~1.EXE"};
+        const std::string name = oneOf(names);
+        const std::string where = in(console_);
+        say("process " + name + " starts" + where);
+        if (!name.starts_with("KOVRA"))
+            plan(below(minute), [this, name, where, number = console_] {
+                if (at(number).loggedOn)
+                    say("process " + name + " ends" + where);
+            });
     }
 
-    void crash() { machine_.processes.endAll("kovra.exe"); }
+    // The application.
 
-    void relaunch() {
-        const char* wishes[] = {"1", "2", "3", "7", "-1", "many", "4294967297"};
-        if (!quit_)
-            machine_.pipes.say(std::string{"relaunchApp useSessionId="} + wishes[below(std::size(wishes))]);
-    }
+    void crash() { say("application crashes"); }
 
-    void quitOrComeBack() {
-        if (quit_ && machine_.processes.find("kovra.exe") == nullptr) {
-            // By its shortcut: only while the service leaves the start to others, or both might start one.
-            machine_.start(L"-minimized", console(), simulated::Account::user);
-            watch(3 * second);
-            machine_.pipes.say("appLaunched");
-        } else if (!quit_ && machine_.processes.find("kovra.exe") != nullptr) {
-            const auto talk = machine_.pipes.say("appExited");
-            watchUntil([&] { return talk->replies > 0; }, replyPatienceMs);
-            machine_.processes.endAll("kovra.exe");
-            // A client that waits for its turn may take the word back.
-            watch(10 * second);
-        }
-    }
-
-    /// Whether the service leaves the application alone is up to the words that have reached it.
-    void followTrace(const std::string& line) {
-        if (line == "Kill kovra")
-            ++kills_;
-        if (line == "appExited => OK")
-            quit_ = true;
-        else if (line == "appLaunched => OK" || line.starts_with("relaunchApp useSessionId="))
-            quit_ = false;
-    }
-
-    void talk() {
-        const char* messages[] = {"test",
-                                  "-test a=b",
-                                  "",
-                                  " exit",
-                                  "EXIT",
-                                  "setMailslotIndex",
-                                  "sessionShutdown",
-                                  "resetShortcuts none",
-                                  "registerContextMenu",
-                                  "unregisterContextMenu",
-                                  "installFfmpegFrom C:\\nowhere"};
-        ClientManner manner;
-        manner.writesAfter = below(300);
-        if (chance(3))
-            manner.readsAfter = below(100);
-        expectAnswer(machine_.pipes.say(messages[below(std::size(messages))], manner));
-    }
-
-    /// A bad client, and a good one behind it. One at a time: each may hold the pipe for some seconds.
-    void misbehave() {
-        if (now() < nextBadClient_)
-            return;
-        nextBadClient_ = now() + 20 * second;
-        ClientManner manner;
-        std::string message = "test";
-        switch (below(7)) {
+    void behaveOtherwise(const char*) {
+        std::string line;
+        switch (below(8)) {
         case 0:
-            manner.writesAfter = Scheduler::never;
-            manner.closesAfter = Scheduler::never;
+            line = "application reports nothing";
             break;
         case 1:
-            manner.writesAfter = below(400);
-            manner.vanishesAfter = below(800);
+            line = "application dies after " + inSeconds(below(chance(2) ? 2 * second : 40 * second));
             break;
         case 2:
-            manner.readsAfter = Scheduler::never;
+            line = "application reports after " + inSeconds(below(5 * second));
             break;
         case 3:
-            manner.readsOn = true;
-            manner.closesAfter = Scheduler::never;
-            break;
-        case 4:
-            message = std::string(100 + below(3000), 'x');
-            break;
-        case 5:
-            message = std::string{"exit\0", 5};
+            line = chance(2) ? "application mailslot none" : "application mailslot kovraMailslot";
             break;
         default:
-            for (char& byte : message)
-                byte = static_cast<char>(below(256));
+            line = "application lives";
         }
-        machine_.pipes.say(message, manner);
-        watch(below(400));
-        expectAnswer(machine_.pipes.say("test"));
+        now_ == 0 ? begin(line) : say(line);
     }
+
+    void changeBehaviour() { behaveOtherwise(""); }
+
+    void startOthers() {
+        for (std::uint32_t count = 1 + below(2); count > 0; --count)
+            say("process kovra.exe starts" + in(console_));
+    }
+
+    void quit() {
+        say("application quits");
+        if (chance(2))
+            plan(below(minute), [this] { say("application says appLaunched"); });
+    }
+
+    void relaunch() {
+        static constexpr const char* wishes[] = {"1", "2", "4", "7", "-1", "many", "4294967297"};
+        say("application says relaunchApp useSessionId=" + std::string{oneOf(wishes)});
+    }
+
+    // The pipe.
+
+    std::string anyMessage() {
+        static constexpr const char* messages[] = {"test",
+                                                   "-test a=b",
+                                                   "",
+                                                   " exit",
+                                                   "EXIT",
+                                                   "appLaunched",
+                                                   "appLaunched useSessionId=2",
+                                                   "relaunchApp",
+                                                   "relaunchApp useSessionId=1",
+                                                   "setMailslotIndex",
+                                                   "setMailslotIndex 2",
+                                                   "setMailslotIndex \\..\\x",
+                                                   "sessionShutdown",
+                                                   "resetShortcuts none",
+                                                   "resetShortcuts all",
+                                                   "registerContextMenu",
+                                                   "unregisterContextMenu",
+                                                   "installFfmpegFrom C:\\nowhere",
+                                                   "installFfmpegFrom \\\\far\\away",
+                                                   "installServices",
+                                                   "appExited"};
+        return oneOf(messages);
+    }
+
+    std::string newClient() { return "client c" + std::to_string(++clients_); }
+
+    void talk() {
+        std::string line = newClient();
+        if (chance(2))
+            line += " writes after " + inSeconds(below(500));
+        if (chance(3))
+            line += " reads after " + inSeconds(below(500));
+        if (chance(4))
+            line += chance(2) ? " stays" : " listens on";
+        const std::string message = anyMessage();
+        say(line + " says " + (message.empty() ? "test" : message));
+        if (message == "appExited")
+            plan(below(2 * minute), [this] { say(newClient() + " says appLaunched"); });
+    }
+
+    void misbehave() {
+        std::string line = newClient();
+        switch (below(8)) {
+        case 0: // silent
+            line += chance(2) ? " stays" : " vanishes after " + inSeconds(below(9 * second));
+            break;
+        case 1:
+            line += " vanishes after " + inSeconds(below(800)) + " writes after " + inSeconds(below(800)) +
+                    " says test";
+            break;
+        case 2:
+            line += " deaf stays says " + anyMessage();
+            break;
+        case 3:
+            line += " listens on stays says test";
+            break;
+        case 4:
+            line += " says " + std::string(100 + below(3000), 'x');
+            break;
+        case 5:
+            line += " says exit\\0";
+            break;
+        case 6:
+            line += chance(2) ? " from afar" : " anonymous";
+            line += " says " + (chance(2) ? "exit" : anyMessage());
+            break;
+        default: {
+            line += " says ";
+            static constexpr char digits[] = "0123456789ABCDEF";
+            for (std::uint32_t count = 1 + below(30); count > 0; --count)
+                (line += "\\x") += {digits[below(16)], digits[below(16)]};
+        }
+        }
+        say(line);
+    }
+
+    void crowd() {
+        for (std::uint32_t count = 2 + below(12); count > 0; --count)
+            chance(3) ? misbehave() : talk();
+    }
+
+    // The service, and launchers beside it.
+
+    void exitAndStart() {
+        say(newClient() + " says exit");
+        startSoon();
+    }
+
+    void stopAndStart() {
+        say("service stops");
+        startSoon();
+    }
+
+    void startSoon() {
+        plan(below(chance(2) ? 3 * second : minute), [this] { say("service starts"); });
+    }
+
+    void ask() { say("service asked"); }
 
     void runLauncher() {
-        const wchar_t* lines[] = {L"shutdown now",           L"-createShortcuts all",
-                                  L"resetShortcuts current", L"launchService",
-                                  L"registerContextMenu",    L"installFfmpegFrom C:\\nowhere",
-                                  L"uninstallServices"};
-        if (chance(3))
-            machine_.start(lines[below(std::size(lines) - 1)], console());
-    }
-
-    // NOLINTNEXTLINE(readability-make-member-function-const): it is one of the deeds
-    void interrogate() { world_.machine.services.control("Kovra", SERVICE_CONTROL_INTERROGATE); }
-
-    void expectAnswer(std::shared_ptr<Conversation> talk) { asked_.push_back({now(), std::move(talk)}); }
-
-    void watch(std::uint64_t milliseconds) {
-        watchUntil([] { return false; }, milliseconds);
-    }
-
-    void watchUntil(const std::function<bool()>& condition, std::uint64_t limitMs) {
-        if (failure_.empty())
-            machine_.playUntil(
-                [&] {
-                    lookAround();
-                    return !failure_.empty() || condition();
-                },
-                limitMs);
-    }
-
-    void fail(const std::string& what) {
-        if (failure_.empty())
-            failure_ = "at " + formatTime(now()) + ": " + what;
-    }
-
-    void lookAround() {
-        const simulated::Service* service = machine_.services.find("Kovra");
-        if (service == nullptr || service->state != SERVICE_RUNNING)
-            return fail("the service doesn't run");
-        if (machine_.processes.count("kovra.exe") > 1)
-            return fail("two applications");
-        if (const std::string left = machine_.leftOpen(); !left.empty())
-            return fail(left);
-        if (kills_ > mostKills)
-            return fail("the application is killed again and again");
-        const simulated::Process* application = machine_.processes.find("kovra.exe");
-        world_.systemOnDesktop.look(machine_);
-        if (world_.systemOnDesktop.longest(machine_) > patienceMs)
-            return fail("SYSTEM's application on an open desktop for too long");
-        if (application != nullptr || !isWanted())
-            missingSince_ = Scheduler::never;
-        else if (missingSince_ == Scheduler::never)
-            missingSince_ = now();
-        else if (now() - missingSince_ > patienceMs)
-            return fail("no application for too long");
-        if (std::erase_if(asked_, [](const Asked& asked) { return asked.talk->replies > 0; }) > 0)
-            lastServed_ = now();
-        // Good clients come to their turn one after the other.
-        for (const Asked& asked : asked_) {
-            if (now() - std::max(asked.at, lastServed_) > replyPatienceMs)
-                return fail("a good client that came at " + formatTime(asked.at) + " has no answer");
-        }
-    }
-
-    /// The application should run, and could: the console shows a user's desktop or a logon screen.
-    [[nodiscard]] bool isWanted() const { return !quit_ && machine_.sessions.active >= 0; }
-
-    /// Left alone for a while, everything is in its place.
-    void settle() {
-        watch(minute);
-        const simulated::Process* application = machine_.processes.find("kovra.exe");
-        if (isWanted() && application == nullptr)
-            fail("no application in the end");
-    }
-
-    void stop() {
-        if (!failure_.empty())
+        static constexpr const char* lines[] = {"shutdown now",
+                                                "hello",
+                                                "-createShortcuts all",
+                                                "resetShortcuts current",
+                                                "launchService",
+                                                "registerContextMenu",
+                                                "unregisterContextMenu",
+                                                "installFfmpegFrom C:\\nowhere",
+                                                "restart",
+                                                "installUpdate",
+                                                "service now",
+                                                "-SERVICE"};
+        if (!mayRunJob())
             return;
-        const bool applicationRan = machine_.processes.find("kovra.exe") != nullptr;
-        machine_.services.control("Kovra", SERVICE_CONTROL_STOP);
-        if (!machine_.playUntil([&] { return machine_.processes.find("kovraLauncher.exe") == nullptr; },
-                                second))
-            return fail("the service doesn't stop");
-        if (applicationRan && machine_.processes.find("kovra.exe") == nullptr)
-            fail("the application stopped with the service");
-        if (const std::string left = machine_.leftOpen(); !left.empty())
-            fail(left);
+        const std::string line = oneOf(lines);
+        say(std::string{"launcher "} + (chance(3) ? "as user " : "") + line);
     }
 
-    struct Asked {
-        std::uint64_t at;
-        std::shared_ptr<Conversation> talk;
+    /// Jobs that wait look at the clock every millisecond; many of them at once would take most of the time.
+    bool mayRunJob() {
+        if (now_ < nextJob_ && !chance(10))
+            return false;
+        nextJob_ = now_ + 10 * second;
+        return true;
+    }
+
+    void installAgain() {
+        if (!mayRunJob())
+            return;
+        say("launcher installServices all");
+        plan(second + below(5 * second), [this] { say("service starts"); });
+    }
+
+    void uninstall() {
+        say(newClient() + " says exit");
+        plan(4 * second, [this] {
+            static constexpr const char* lines[] = {"uninstallServices", "uninstallApplication",
+                                                    "uninstallApplication removeDataDirectory"};
+            say("launcher " + std::string{oneOf(lines)});
+            plan(15 * second, [this] {
+                say("file C:\\Kovra\\bin\\Kovra.exe holds");
+                say("file C:\\Kovra\\www\\index.php holds");
+                say("folder C:\\Kovra\\data\\temp made");
+                say("folder C:\\Kovra\\shared made");
+                say("file C:\\Kovra\\bin\\appDataPath holds C:\\Kovra");
+                installAgain();
+            });
+        });
+    }
+
+    // Windows.
+
+    void failCalls() {
+        static constexpr const char* calls[] = {"CreateToolhelp32Snapshot",
+                                                "Process32First",
+                                                "Process32Next",
+                                                "OpenProcess",
+                                                "TerminateProcess",
+                                                "OpenProcessToken",
+                                                "GlobalAlloc",
+                                                "CreateNamedPipeA",
+                                                "ConnectNamedPipe",
+                                                "ReadFile",
+                                                "WriteFile",
+                                                "DisconnectNamedPipe",
+                                                "NtQueryInformationFile",
+                                                "ImpersonateNamedPipeClient",
+                                                "OpenThreadToken",
+                                                "CheckTokenMembership",
+                                                "CreateFileA",
+                                                "NtCreateFile",
+                                                "RegisterEventSourceA",
+                                                "ReportEventA",
+                                                "RegCreateKeyExA",
+                                                "RegOpenKeyExA",
+                                                "RegSetValueExA",
+                                                "RegDeleteKeyA",
+                                                "OpenSCManagerA",
+                                                "OpenServiceA",
+                                                "CreateServiceA",
+                                                "DeleteService",
+                                                "ShellExecuteA",
+                                                "CreateProcessA",
+                                                "CreatePipe",
+                                                "SHGetSpecialFolderLocation",
+                                                "PeekMessageA",
+                                                "ProcessIdToSessionId",
+                                                "GetVersionExA",
+                                                "getActiveConsoleSessionId",
+                                                "isExplorerInSession",
+                                                "launchApplicationInSession",
+                                                "createJunction"};
+        say("call " + std::string{oneOf(calls)} + " fails " + std::to_string(1 + below(1U << below(8))) +
+            " times");
+    }
+
+    void lockThings() {
+        static constexpr const char* things[] = {"folder C:\\Kovra\\data %", "folder C:\\Kovra\\bin %",
+                                                 "registry HKCR\\* %"};
+        const std::string thing = oneOf(things);
+        const auto with = [&](const char* word) {
+            return std::string{thing}.replace(thing.find('%'), 1, word);
+        };
+        say(with("locked"));
+        plan(below(minute), [this, line = with("unlocked")] { say(line); });
+    }
+
+    void loseLibrary() {
+        say("library missing");
+        plan(below(minute), [this] { say("library found"); });
+    }
+
+    static constexpr std::array deeds{
+        &Draw::logOnOrOff,   &Draw::lockOrUnlock, &Draw::switchUser,
+        &Draw::useRemote,    &Draw::leaveSession, &Draw::restartShell,
+        &Draw::pretend,      &Draw::crash,        &Draw::changeBehaviour,
+        &Draw::startOthers,  &Draw::quit,         &Draw::relaunch,
+        &Draw::talk,         &Draw::misbehave,    &Draw::crowd,
+        &Draw::exitAndStart, &Draw::stopAndStart, &Draw::ask,
+        &Draw::runLauncher,  &Draw::installAgain, &Draw::uninstall,
+        &Draw::failCalls,    &Draw::lockThings,   &Draw::loseLibrary,
     };
 
     std::mt19937 random_;
-    std::string failure_;
-    int kills_ = 0; // by the watchdog, since the last deed
-    bool quit_ = false;
-    std::array<Session, 1 + remoteSession> sessions_{Session{}, Session{true}};
-    std::vector<Asked> asked_;
-    std::uint64_t lastServed_ = 0;
-    std::uint64_t nextBadClient_ = 0;
-    std::uint64_t missingSince_ = Scheduler::never;
-    World world_; // the last to be made: it goes first
-    simulated::Machine& machine_ = world_.machine;
+    std::string text_;
+    std::array<std::uint32_t, deeds.size()> weights_{};
+    std::multimap<std::uint64_t, std::function<void()>> plans_;
+    std::map<std::uint32_t, Session> sessions_;
+    std::uint64_t now_ = 0;
+    std::uint64_t nextJob_ = 0;
+    std::uint32_t console_ = 1;
+    std::uint32_t clients_ = 0;
+    bool isOld_ = false;
 };
 
 } // namespace
 
-std::string playRandomHour(std::uint32_t seed, const std::string& title, Printer& printer) {
-    printer.begin(title, hourMs);
-    return RandomHour{seed, printer}.play();
+std::string drawHour(std::uint32_t seed) {
+    return Draw{seed}.hourOfLife();
 }
 
 } // namespace kovra::simulation

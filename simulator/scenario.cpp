@@ -147,8 +147,10 @@ private:
         line_.whenTraced = takeWhenTraced(text);
         static const auto patterns = patternsOf(allEvents());
         const auto index = takeArguments(patterns, text);
-        if (index)
+        if (index) {
+            line_.pattern = allEvents()[*index].pattern;
             line_.carryOut = allEvents()[*index].carryOut;
+        }
         return index.has_value();
     }
 

@@ -50,6 +50,7 @@ struct Line {
     std::string text;                 ///< as it stands in the file, without its time
     std::optional<Moment> moment;
     Arguments arguments;
+    std::string_view pattern; ///< of the event
     CarryOut carryOut = nullptr;
     std::string whenTraced; ///< the trace line that it waits for; empty: happens at its time
     Look look = nullptr;

@@ -1,7 +1,7 @@
 #include "simulator/simulator.h"
 
 #include "simulator/player.h"
-#include "simulator/randomMachine.h"
+#include "simulator/soak.h"
 #include "simulator/text.h"
 
 #include <charconv>
@@ -46,27 +46,49 @@ constexpr int notPlayed = 2;
 
 int tellUsage(std::FILE* err) {
     std::fprintf(err, "usage: simulator [--quiet] FILE...\n"
-                      "       simulator [--quiet] --random [SEED]\n");
+                      "       simulator [--quiet] --random [SEED]\n"
+                      "       simulator --soak SECONDS SEED STEP\n");
     return notPlayed;
+}
+
+/// The numbers that the arguments are; empty when one of them is none.
+template <typename Number>
+std::optional<std::vector<Number>> numbersOf(const std::vector<std::string>& arguments) {
+    std::vector<Number> numbers;
+    for (const std::string& argument : arguments) {
+        const char* const end = argument.data() + argument.size();
+        Number number = 0;
+        const auto [rest, error] = std::from_chars(argument.data(), end, number);
+        if (error != std::errc{} || rest != end)
+            return std::nullopt;
+        numbers.push_back(number);
+    }
+    return numbers;
 }
 
 /// The arguments are those behind `--random`.
 int playRandom(const std::vector<std::string>& arguments, Printer& printer, std::FILE* out, std::FILE* err) {
-    std::uint32_t seed = 0;
-    if (arguments.empty()) {
-        seed = std::random_device{}();
-    } else {
-        const char* const end = arguments[0].data() + arguments[0].size();
-        const auto [rest, error] = std::from_chars(arguments[0].data(), end, seed);
-        if (arguments.size() > 1 || error != std::errc{} || rest != end)
-            return tellUsage(err);
-    }
+    const auto seeds = numbersOf<std::uint32_t>(arguments);
+    if (!seeds || seeds->size() > 1)
+        return tellUsage(err);
+    const std::uint32_t seed = seeds->empty() ? std::random_device{}() : seeds->front();
     const std::string command = "simulator --random " + std::to_string(seed);
-    const std::string failure = playRandomHour(seed, command, printer);
+    const std::string failure = playRandomHour(seed, printer);
     if (failure.empty())
         std::fprintf(out, "%s: an hour in order\n", command.c_str());
     else
         std::fprintf(err, "%s: %s\n", command.c_str(), failure.c_str());
+    return failure.empty() ? fine : failed;
+}
+
+/// The arguments are those behind `--soak`.
+int playForLong(const std::vector<std::string>& arguments, std::FILE* out, std::FILE* err) {
+    const auto numbers = numbersOf<std::uint32_t>(arguments);
+    if (!numbers || numbers->size() != 3)
+        return tellUsage(err);
+    const std::string failure = soak((*numbers)[0], (*numbers)[1], (*numbers)[2], out);
+    if (!failure.empty())
+        std::fprintf(err, "%s\n", failure.c_str());
     return failure.empty() ? fine : failed;
 }
 
@@ -78,6 +100,8 @@ int runSimulator(std::vector<std::string> arguments, std::FILE* out, std::FILE* 
         Printer printer{out, quiet};
         return playRandom({arguments.begin() + 1, arguments.end()}, printer, out, err);
     }
+    if (!arguments.empty() && arguments[0] == "--soak")
+        return playForLong({arguments.begin() + 1, arguments.end()}, out, err);
     std::vector<Scenario> scenarios;
     bool readable = true;
     for (const std::string& argument : arguments) {

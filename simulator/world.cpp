@@ -22,9 +22,14 @@ simulated::Account accountOf(std::string_view name) {
 }
 
 void SystemOnDesktop::look(const simulated::Machine& machine) {
-    const simulated::Process* application = machine.processes.find("kovra.exe");
-    if (application != nullptr && application->account == simulated::Account::localSystem &&
-        machine.sessions.isDesktopOpen(application->session)) {
+    const std::vector<const simulated::Process*> processes = machine.processes.list();
+    const bool isThere = std::any_of(processes.begin(), processes.end(), [&](const simulated::Process* each) {
+        return each->account == simulated::Account::localSystem &&
+               simulated::sameAnsiName(each->name, "kovra.exe") &&
+               machine.processes.find(each->launchedBy) != nullptr &&
+               machine.sessions.isDesktopOpen(each->session);
+    });
+    if (isThere) {
         since_ = since_.value_or(machine.scheduler.now());
     } else {
         longest_ = longest(machine);

@@ -2,6 +2,7 @@
 
 #include "frontend/commandLineMain.h"
 #include "platform/simulated/machine.h"
+#include "simulator/machineWatch.h"
 #include "simulator/text.h"
 
 #include <cstdint>
@@ -36,9 +37,13 @@ struct Beginning {
 /// Without a name a user's.
 [[nodiscard]] simulated::Account accountOf(std::string_view name);
 
-/// Follows how long the application runs as LocalSystem on the open desktop of somebody who is logged on.
+/// Follows how long the application runs as LocalSystem on the open desktop of somebody who is logged on,
+/// with the service that has started it.
 class SystemOnDesktop {
 public:
+    /// How long somebody who has logged on may have it there.
+    static constexpr std::uint64_t patienceMs = 12'000;
+
     /// Looks at the machine, at each thing that happens on it.
     void look(const simulated::Machine& machine);
     /// The longest time without a break, in milliseconds.
@@ -62,6 +67,7 @@ struct World {
     std::vector<simulated::Happening> happenings;
     std::optional<Beginning> beginning;
     SystemOnDesktop systemOnDesktop;
+    std::optional<MachineWatch> watch; ///< once the scenario wants it
 
     simulated::Machine machine{kovra::main}; // the last member: it goes first
 

@@ -43,6 +43,11 @@ private:
         return &**this;
     }
 
+    /// The value of another launcher process, for who plays the machine.
+    const T& of(const simulated::Process& process) const {
+        return *static_cast<T*>(simulated::processValue(slot_, process));
+    }
+
 private:
     std::size_t slot_;
 #endif

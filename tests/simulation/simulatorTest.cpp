@@ -1,4 +1,6 @@
 #include "simulator/simulator.h"
+#include "simulator/randomMachine.h"
+#include "simulator/soak.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -101,6 +103,25 @@ TEST(Simulator, ShowsWhatWasSeenInsteadOfWhatWasExpected) {
         EXPECT_THAT(run.out, AllOf(HasSubstr("  ! expect "),
                                    HasSubstr("1 of 2 expectations hold, events that never came: 1")));
     }
+}
+
+TEST(RandomMachine, ShowsWhatDoesNotHoldInTheFewestLines) {
+    // Windows takes so long to end the program that SYSTEM's application stays behind the logon.
+    const std::string needed[] = {"processes linger 30", "machine watched", "service installed",
+                                  "0 machine boots",     "5 user logs on",  "6 shell up"};
+    const std::string scenario = "# title\nwindows 7\nsetting launchWithAdminRights = 0\n" + needed[0] +
+                                 "\n" + needed[1] + "\npipe quota hidden\n" + needed[2] + "\n" + needed[3] +
+                                 "\n3 client a says test\n" + needed[4] + "\n" + needed[5] +
+                                 "\n7 client b says test\n60 from here\n61 user logs off\n";
+
+    std::string fewest;
+    for (const std::string& line : needed)
+        fewest += line + "\n";
+    EXPECT_EQ(cutDown(scenario), fewest + "+60 from here\n");
+    EXPECT_THAT(simulate(fewest + "60 from here\n").err,
+                HasSubstr("the application's rights aren't lowered"));
+    EXPECT_EQ(drawHour(7), drawHour(7));
+    EXPECT_NE(drawHour(7), drawHour(8));
 }
 
 } // namespace

@@ -108,6 +108,7 @@ bool Machine::callMayFail(std::size_t function) {
         return false;
     }
     --failure.times;
+    failure.lastAt = lastFailedAt_ = scheduler.now();
     setLastError(failure.error);
     return true;
 }
@@ -135,11 +136,16 @@ std::map<std::string, std::uint64_t> Machine::callsByName() const {
 }
 
 void Machine::fail(std::string_view function, DWORD error, std::uint64_t times, std::uint64_t skip) {
-    failures_.at(indexOf(function)) = {error, skip, times};
+    Failure& failure = failures_.at(indexOf(function));
+    failure = {error, skip, times, failure.lastAt};
 }
 
 void Machine::heal(std::string_view function) {
-    failures_.at(indexOf(function)) = {};
+    failures_.at(indexOf(function)).times = 0;
+}
+
+std::optional<std::uint64_t> Machine::lastFailedAt(std::string_view function) const {
+    return failures_.at(indexOf(function)).lastAt;
 }
 
 DWORD Machine::start(const std::wstring& commandLine, DWORD session, Account account) {

@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -90,11 +91,20 @@ public:
 
     /// How often launcher processes have called the function of that name.
     [[nodiscard]] std::uint64_t calls(std::string_view function) const;
+
+    [[nodiscard]] std::uint64_t calls(std::size_t function) const { return calls_[function]; }
+
     /// The functions that launcher processes have called, with how often.
     [[nodiscard]] std::map<std::string, std::uint64_t> callsByName() const;
     /// Makes the next `times` calls of the function, behind `skip` good ones, fail with the error.
     void fail(std::string_view function, DWORD error, std::uint64_t times = UINT64_MAX,
               std::uint64_t skip = 0);
+
+    /// When a call was last made to fail, of any function or of that one; empty: never.
+    [[nodiscard]] std::optional<std::uint64_t> lastFailedAt() const { return lastFailedAt_; }
+
+    [[nodiscard]] std::optional<std::uint64_t> lastFailedAt(std::string_view function) const;
+
     /// Lets the function work again.
     void heal(std::string_view function);
 
@@ -130,11 +140,13 @@ private:
         DWORD error = 0;
         std::uint64_t skip = 0;
         std::uint64_t times = 0;
+        std::optional<std::uint64_t> lastAt{};
     };
 
     std::size_t heldAtExit_ = 0;       // handles and memory blocks of processes that have ended by themselves
     std::vector<std::uint64_t> calls_; // by function index
     std::vector<Failure> failures_;    // by function index
+    std::optional<std::uint64_t> lastFailedAt_;
     bool callMayFail(std::size_t function);
     void noteImpersonation(std::size_t function);
 };

@@ -32,6 +32,10 @@ void* processValue(std::size_t slot) {
     return currentThread()->process()->values[slot];
 }
 
+void* processValue(std::size_t slot, const Process& process) {
+    return process.values[slot];
+}
+
 Account callersAccount() {
     return currentThread()->process()->account;
 }
@@ -55,6 +59,7 @@ Process& Processes::add(const std::string& name, DWORD session, Account account)
     process.name = name;
     process.session = session;
     process.account = account;
+    process.startedAt = machine_.scheduler.now();
     return process;
 }
 

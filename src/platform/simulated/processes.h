@@ -26,6 +26,8 @@ public:
     std::string name; ///< as the process list shows it; ANSI, usually a bare file name
     DWORD session = 0;
     Account account = Account::user;
+    std::uint64_t startedAt = 0;
+    DWORD launchedBy = 0;       ///< the launcher that started it in its session; 0: none
     bool debugs = false;        ///< has its debug privilege enabled
     bool unkillable = false;    ///< the launcher may not open it
     std::string path;           ///< of its executable, where it was started by path

@@ -95,6 +95,11 @@ sess::SessionUser Sessions::userIn(DWORD session) const {
                                        : sess::SessionUser::AdminWithLinkedToken;
 }
 
+sess::SessionFacts Sessions::factsOf(DWORD session) const {
+    return {userIn(session), machine_.processes.findOwn("winlogon.exe", session) != nullptr,
+            machine_.processes.findOwn("logonui.exe", session) != nullptr};
+}
+
 std::int32_t Sessions::launch(const char* path, const char* arguments, std::int32_t session,
                               bool normalPrivileges) {
     if (session < 0) {
@@ -102,9 +107,7 @@ std::int32_t Sessions::launch(const char* path, const char* arguments, std::int3
         return sess::nothingStarted;
     }
     const auto number = static_cast<DWORD>(session);
-    const sess::SessionFacts facts{userIn(number),
-                                   machine_.processes.findOwn("winlogon.exe", number) != nullptr,
-                                   machine_.processes.findOwn("logonui.exe", number) != nullptr};
+    const sess::SessionFacts facts = factsOf(number);
     const sess::StartToken token = sess::tokenFor(normalPrivileges, facts);
     if (token == sess::StartToken::None) {
         setLastError(facts.user == sess::SessionUser::Nobody ? ERROR_NO_TOKEN
@@ -121,8 +124,10 @@ std::int32_t Sessions::launch(const char* path, const char* arguments, std::int3
         setLastError(ERROR_FILE_NOT_FOUND);
         return sess::nothingStarted;
     }
+    const DWORD launcher = currentThread()->process()->id;
+    machine_.processes.find(started)->launchedBy = launcher;
     if (token == sess::StartToken::Service)
-        watchLogon(started, currentThread()->process()->id, {});
+        watchLogon(started, launcher, {});
     return sess::answerFor(session, normalPrivileges);
 }
 

@@ -8,6 +8,7 @@
 namespace kovra::sess {
 enum class SessionUser : std::uint8_t;
 class LogonWatch;
+struct SessionFacts;
 } // namespace kovra::sess
 
 namespace kovra::simulated {
@@ -50,6 +51,9 @@ public:
 
     /// Somebody is logged on there, with his shell up and no logon screen before it.
     [[nodiscard]] bool isDesktopOpen(DWORD session) const;
+
+    /// What the library goes by when it starts a program there.
+    [[nodiscard]] sess::SessionFacts factsOf(DWORD session) const;
 
     /// Starts a program as sess.dll does, for the calling launcher process; gives what that library gives.
     /// One with the service's token is ended as that library ends it.

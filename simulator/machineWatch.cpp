@@ -1,0 +1,323 @@
+#include "simulator/machineWatch.h"
+
+#include "libraries/sess/rights.h"
+#include "platform/simulated/call.h"
+#include "service/appRunState.h"
+#include "simulator/text.h"
+#include "simulator/world.h"
+
+#include <algorithm>
+
+namespace kovra::simulation {
+
+namespace {
+
+using simulated::Account;
+using simulated::Happening;
+using simulated::Process;
+using simulated::Side;
+
+/// How long after the last thing that happened the application must be in its place.
+constexpr std::uint64_t settledMs = 10'000;
+/// How long the application may be missing where it could be started: a rights check that comes late, the
+/// kill, the pause behind it, a start that was drawn in the meantime.
+constexpr std::uint64_t missingMs = 12'000;
+/// A pass of the loop with the wait behind it: the longest has a kill, a start and the work of a command in
+/// it.
+constexpr std::uint64_t passMs = 1500;
+/// The pause behind each of the tries to install the service.
+constexpr std::uint64_t installationPauseMs = 1000;
+constexpr std::uint64_t replyReadingMs = 2000;
+/// From the start's decision to the program in the process list: three snapshots and the start itself.
+constexpr std::uint64_t startTakesMs = 40;
+/// A good client's own time: the loop comes to it once it is connected, or nobody else is.
+constexpr std::uint64_t answerMs = 2000;
+/// How long one client may have the pipe: five seconds for a message, two for its answer, and the passes.
+constexpr std::uint64_t heldMs = 8000;
+/// Kills that one thing that happens may call for, with what follows from it: another session, logon screens
+/// that come and go, a shell.
+constexpr int mostKills = 4;
+/// A process that holds more leaks.
+constexpr std::size_t mostHandles = 16;
+
+constexpr std::string_view application = "kovra.exe";
+
+bool isNamed(const Process& process, std::string_view name) {
+    return simulated::sameAnsiName(process.name, name);
+}
+
+} // namespace
+
+std::uint64_t MachineWatch::now() const {
+    return world_.machine.scheduler.now();
+}
+
+void MachineWatch::breakRule(const std::string& what) {
+    if (broken_.empty())
+        broken_ = what;
+}
+
+void MachineWatch::disturbed() {
+    kills_ = 0;
+    quietSince_ = now();
+    placeJudged_ = false;
+    changed_ = true;
+}
+
+void MachineWatch::happened(const Happening& happening) {
+    changed_ = true;
+    const std::string& text = happening.text;
+    constexpr std::string_view command = "receive command from app: ";
+    if (happening.side == Side::trace && text == "Kill kovra") {
+        // Where no session is at the console starts fail and are followed by kills that hit nothing.
+        if (world_.machine.processes.find(application) != nullptr)
+            ++kills_;
+    } else if (happening.side == Side::trace && text.starts_with(command)) {
+        // The word that the application says at its start doesn't call for anything.
+        if (text.compare(command.size(), std::string::npos, "appLaunched") != 0) {
+            kills_ = 0;
+            missingSince_.reset();
+        }
+        quietSince_ = now();
+        placeJudged_ = false;
+    } else if (happening.side == Side::machine &&
+               simulated::sameAnsiName(text.substr(0, application.size()), application)) {
+        quietSince_ = now();
+        placeJudged_ = false;
+        const std::vector<const Process*> processes = world_.machine.processes.list();
+        if (text.find(" starts in session ") != std::string::npos &&
+            processes.back()->arguments.starts_with("-service"))
+            judgeStart(*processes.back());
+    } else if (happening.side == Side::machine && text.starts_with("kovraLauncher.exe")) {
+        disturbed();
+    } else if (happening.side == Side::launcher && text.starts_with("asks for a start in session ")) {
+        startAskedAt_ = now();
+    } else if (happening.side == Side::launcher && text == "service is stop pending") {
+        endsBy_ = std::max(now(), busyUntil_) + passMs;
+    }
+}
+
+/// The service starts the application only where none runs. What it can't know: another one that comes up
+/// while the start is under way, or that a process list which could not be had would have shown.
+void MachineWatch::judgeStart(const Process& started) {
+    const simulated::Machine& machine = world_.machine;
+    const auto failedLately = [&](std::string_view function) {
+        return machine.lastFailedAt(function).value_or(0) + startTakesMs >= now() &&
+               machine.lastFailedAt(function).has_value();
+    };
+    if (failedLately("CreateToolhelp32Snapshot") || failedLately("Process32First") ||
+        failedLately("Process32Next"))
+        return;
+    for (const Process* other : machine.processes.list()) {
+        if (other != &started && isNamed(*other, application) && other->startedAt + startTakesMs < now())
+            breakRule("the service starts a second application");
+    }
+}
+
+void MachineWatch::findFacts() {
+    const simulated::Machine& machine = world_.machine;
+    const simulated::Service* const service = machine.services.find("Kovra");
+    facts_ = {};
+    for (const Process* process : machine.processes.list()) {
+        if (isNamed(*process, application) && ++facts_.applications == 1)
+            facts_.application = process;
+        facts_.winlogon = facts_.winlogon || isNamed(*process, "winlogon.exe");
+        facts_.logonScreen = facts_.logonScreen || isNamed(*process, "logonui.exe");
+        facts_.explorer = facts_.explorer || isNamed(*process, "explorer.exe");
+        if (service != nullptr && process->id == service->processId && service->state == SERVICE_RUNNING)
+            facts_.service = process;
+        else if (isNamed(*process, "kovraLauncher.exe") && process->service == nullptr)
+            facts_.jobUnderWay = true;
+    }
+    if (facts_.service != nullptr)
+        facts_.state = &appRunState.of(*facts_.service);
+    // One that is on its way to its end has nothing to be judged by but that end.
+    if (service == nullptr || service->state == SERVICE_STOPPED)
+        endsBy_.reset();
+}
+
+const std::string& MachineWatch::look() {
+    if (!broken_.empty())
+        return broken_;
+    const std::optional<std::uint64_t> failedAt = world_.machine.lastFailedAt();
+    if (failedAt && *failedAt >= lastLookAt_) {
+        disturbed();
+        missingSince_.reset();
+        heldSince_.reset();
+    }
+    const std::uint64_t installations = world_.machine.calls(simulated::functionIndex<"CreateServiceA">);
+    if (installations != std::exchange(installations_, installations))
+        busyUntil_ = now() + installationPauseMs;
+    if (changed_) {
+        changed_ = false;
+        findFacts();
+        judgeLeftOpen();
+        judgeKills();
+    }
+    judgeLoop();
+    judgeEnd();
+    judgePipe();
+    judgeClients();
+    judgePresence();
+    if (!placeJudged_ && now() >= quietSince_ + settledMs) {
+        placeJudged_ = true;
+        judgePlace();
+    }
+    if (world_.systemOnDesktop.longest(world_.machine) > SystemOnDesktop::patienceMs)
+        breakRule("SYSTEM's application stands on an open desktop");
+    lastLookAt_ = now();
+    return broken_;
+}
+
+void MachineWatch::judgeLeftOpen() {
+    if (const std::string left = world_.machine.leftOpen(); !left.empty())
+        breakRule(left.substr(0, left.find('\n')));
+    if (facts_.service != nullptr && world_.machine.handles.countOf(*facts_.service) > mostHandles)
+        breakRule("the service holds ever more handles");
+}
+
+void MachineWatch::judgeKills() {
+    if (kills_ > mostKills)
+        breakRule("the application is killed again and again");
+}
+
+void MachineWatch::judgeLoop() {
+    const std::uint64_t passes = world_.machine.calls(simulated::functionIndex<"WaitForSingleObject">);
+    if (facts_.service == nullptr || passes != std::exchange(passes_, passes) || now() < busyUntil_)
+        passSince_ = now();
+    else if (now() - passSince_ > passMs)
+        breakRule("the loop of the service stands");
+}
+
+void MachineWatch::judgeEnd() {
+    if (!endsBy_ && facts_.state != nullptr && facts_.state->exitRequested)
+        endsBy_ = now() + replyReadingMs + passMs;
+    if (endsBy_ && now() < busyUntil_)
+        endsBy_ = std::max(*endsBy_, busyUntil_ + passMs);
+    if (endsBy_ && now() > *endsBy_)
+        breakRule("the service doesn't come to its end");
+}
+
+void MachineWatch::judgePipe() {
+    const auto& pipes = world_.machine.pipes.pipes;
+    const void* const holder = pipes.empty() ? nullptr : pipes.front()->client;
+    if (holder == nullptr || holder != std::exchange(holder_, holder))
+        heldSince_.reset();
+    if (holder == nullptr)
+        return;
+    heldSince_ = heldSince_.value_or(now());
+    if (facts_.service == nullptr)
+        heldSince_ = now();
+    if (now() - *heldSince_ > heldMs)
+        breakRule("a client keeps the pipe");
+}
+
+void MachineWatch::expectAnswer(const std::string& client, std::shared_ptr<simulated::Conversation> talk,
+                                std::uint64_t patienceMs) {
+    asked_.push_back({client, std::move(talk), now(), now() + patienceMs, 0});
+}
+
+void MachineWatch::judgeClients() {
+    const std::uint64_t elapsed = now() - lastLookAt_;
+    const std::uint64_t failedAt = world_.machine.lastFailedAt().value_or(0);
+    std::erase_if(asked_, [&](Asked& asked) {
+        const simulated::Conversation& talk = *asked.talk;
+        if (talk.replies > 0) {
+            if (talk.reply != "OK")
+                breakRule("client " + asked.client + " is answered with something else");
+            if (lastAnswered_ && lastAnswered_->replies > 1)
+                breakRule("a client is answered twice");
+            lastAnswered_ = asked.talk;
+            return true;
+        }
+        const bool excused = facts_.service == nullptr || failedAt >= asked.since || now() < busyUntil_;
+        if (talk.dropped && !excused)
+            breakRule("client " + asked.client + " is dropped without an answer");
+        if (talk.dropped || (!talk.connectedAt && now() > asked.until))
+            return true;
+        if (excused) // nobody is there to answer, or Windows keeps him from it
+            asked.waitedMs = 0;
+        else if (talk.connectedAt || holder_ == nullptr)
+            asked.waitedMs += elapsed;
+        if (asked.waitedMs > answerMs && !world_.machine.pipes.pipes.empty())
+            breakRule("client " + asked.client + " has no answer");
+        return false;
+    });
+}
+
+/// The application should run, and could.
+bool MachineWatch::isWanted() const {
+    if (facts_.state == nullptr || !facts_.state->appExpected || facts_.state->sessionShutdownPending ||
+        facts_.state->exitRequested || !facts_.winlogon)
+        return false;
+    const simulated::Machine& machine = world_.machine;
+    const std::int32_t console = machine.sessions.active;
+    if (console < 0 || machine.sessions.withoutLibrary ||
+        !machine.files.fileExists(world_.installRoot + L"\\bin\\Kovra.exe"))
+        return false;
+    const bool withNormalRights = facts_.state->adminRequested == 0 && !facts_.logonScreen;
+    return sess::tokenFor(withNormalRights, machine.sessions.factsOf(static_cast<DWORD>(console))) !=
+           sess::StartToken::None;
+}
+
+void MachineWatch::judgePresence() {
+    if (facts_.application != nullptr || !isWanted())
+        missingSince_.reset();
+    else if (!missingSince_)
+        missingSince_ = now();
+    else if (now() - *missingSince_ > missingMs)
+        breakRule("the application is missing");
+}
+
+void MachineWatch::judgePlace() {
+    if (facts_.state == nullptr || !facts_.state->appExpected || facts_.jobUnderWay)
+        return;
+    const AppRunState& state = *facts_.state;
+    const Process* const running = facts_.application;
+    if (running == nullptr) {
+        if (isWanted())
+            breakRule("the application isn't started");
+        return;
+    }
+    if (running->unkillable)
+        return;
+    if (state.restartWhenExplorerStarts) {
+        const std::int32_t session = state.watchedSessionId;
+        const bool shellUp =
+            session > 0
+                ? world_.machine.processes.find("explorer.exe", static_cast<DWORD>(session)) != nullptr
+                : session == -1 && facts_.explorer;
+        if (world_.machine.version.major >= 6 && shellUp && !world_.machine.sessions.withoutLibrary)
+            breakRule("the application isn't started again for the shell");
+    } else if (facts_.logonScreen && !state.launchedWithAdminRights) {
+        breakRule("the application isn't started again for the logon screen");
+    } else if (facts_.winlogon && !facts_.logonScreen && facts_.explorer && state.launchedWithAdminRights &&
+               state.adminRequested == 0) {
+        breakRule("the application's rights aren't lowered");
+    }
+    // A start beside it, which only comes of a process list that couldn't be had, makes the service forget
+    // it.
+    if (running->launchedBy == facts_.service->id && facts_.applications == 1 &&
+        running->startedAt >= startAskedAt_)
+        judgeOwnProgram(state, *running);
+}
+
+/// What the service remembers of the application that it has started itself is what there is.
+void MachineWatch::judgeOwnProgram(const AppRunState& state, const Process& running) {
+    const simulated::Sessions& sessions = world_.machine.sessions;
+    const auto session = static_cast<std::int32_t>(running.session);
+    if (state.launchedSessionId != session)
+        breakRule("the application runs in another session than the service knows of");
+    const std::int32_t console = sessions.withoutLibrary ? -1 : sessions.active;
+    if (!state.restartWhenExplorerStarts && facts_.winlogon && console != session &&
+        console != state.watchedSessionId)
+        breakRule("the application stays in a session that isn't at the console");
+    if (!state.launchedWithAdminRights && running.account == Account::localSystem)
+        breakRule("the application runs as SYSTEM without a need");
+    const auto user = sessions.loggedOn.find(running.session);
+    const bool alwaysElevated = user != sessions.loggedOn.end() && user->second.alwaysElevated;
+    if (!state.launchedWithAdminRights && running.account == Account::administrator && !alwaysElevated)
+        breakRule("the application runs elevated without a need");
+}
+
+} // namespace kovra::simulation

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "platform/simulated/machine.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovra {
+struct AppRunState;
+}
+
+namespace kovra::simulation {
+
+struct World;
+
+/// Looks for what must hold at any moment, whatever users, programs and Windows itself do. Every bound is
+/// told of in docs/decisions.md, with the cases in which the launcher's own rules allow less.
+class MachineWatch {
+public:
+    explicit MachineWatch(World& world) : world_(world) {}
+
+    /// Called with each thing that happens on the machine.
+    void happened(const simulated::Happening& happening);
+    /// Called with each event of the scenario.
+    void disturbed();
+    /// A client that keeps to all rules has come: it must get its one answer.
+    void expectAnswer(const std::string& client, std::shared_ptr<simulated::Conversation> talk,
+                      std::uint64_t patienceMs);
+
+    /// Looks at the machine while every launcher thread waits. Gives the first thing that did not hold; empty
+    /// as long as there is none.
+    const std::string& look();
+
+private:
+    struct Asked {
+        std::string client;
+        std::shared_ptr<simulated::Conversation> talk;
+        std::uint64_t since;
+        std::uint64_t until;    ///< it gives up connecting
+        std::uint64_t waitedMs; ///< while the pipe was its own or nobody's
+    };
+
+    /// What the process list and the service manager's database say.
+    struct Facts {
+        const simulated::Process* service = nullptr;     ///< the process of the service that reports to run
+        const AppRunState* state = nullptr;              ///< its
+        const simulated::Process* application = nullptr; ///< the first of them
+        int applications = 0;
+        bool winlogon = false;
+        bool logonScreen = false;
+        bool explorer = false;
+        bool jobUnderWay = false; ///< a launcher that isn't the service runs
+    };
+
+    [[nodiscard]] std::uint64_t now() const;
+    void breakRule(const std::string& what);
+    void findFacts();
+    void judgeStart(const simulated::Process& started);
+    void judgeLoop();
+    void judgeEnd();
+    void judgeKills();
+    void judgeClients();
+    void judgePipe();
+    void judgeLeftOpen();
+    void judgePresence();
+    void judgePlace();
+    void judgeOwnProgram(const AppRunState& state, const simulated::Process& application);
+    [[nodiscard]] bool isWanted() const;
+
+    World& world_;
+    std::string broken_;
+    Facts facts_;
+    bool changed_ = true;     // since the facts were found
+    bool placeJudged_ = true; // since the machine went quiet
+    std::uint64_t quietSince_ = 0;
+    std::uint64_t lastLookAt_ = 0;
+    std::uint64_t passes_ = 0;
+    std::uint64_t passSince_ = 0;
+    std::uint64_t installations_ = 0; // tries
+    std::uint64_t busyUntil_ = 0;     // with one
+    std::uint64_t startAskedAt_ = 0;
+    int kills_ = 0; // since something called for one
+    std::optional<std::uint64_t> endsBy_;
+    std::optional<std::uint64_t> missingSince_;
+    std::optional<std::uint64_t> heldSince_;
+    const void* holder_ = nullptr; // the client that has the pipe
+    std::vector<Asked> asked_;
+    std::shared_ptr<simulated::Conversation> lastAnswered_;
+};
+
+} // namespace kovra::simulation
