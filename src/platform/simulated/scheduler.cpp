@@ -131,8 +131,8 @@ Thread& Scheduler::nextThread() {
             Thread& thread = *threads_[(first + step) % count];
             if (!isReady(thread))
                 continue;
-            // Turns of one call and of hundreds are equally likely: short ones mix the threads finely, long ones
-            // let a thread stand still while another comes far.
+            // Turns of one call and of hundreds are equally likely: short ones mix the threads finely, long
+            // ones let a thread stand still while another comes far.
             if (order_)
                 callsLeft_ = draw(1U << draw(9));
             return thread;
