@@ -9,6 +9,7 @@
 #include "support/text.h"
 #include "support/trace.h"
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 
@@ -62,7 +63,7 @@ std::wstring escapedPath(const std::wstring& path) {
 }
 
 /// One placeholder after the other: what one brings in, the later ones see.
-std::wstring filledTemplate(std::wstring text, bool addMenu, const Captions& captions) {
+std::wstring filledText(std::wstring text, bool addMenu, const Captions& captions) {
     if (!addMenu)
         text = replaceAll(text, L"[", L"[-"); // ahead of the paths and captions, which keep their brackets
     text = replaceAll(text, L"%EXEPATH%", escapedPath(pathSet->exeFolder));
@@ -72,8 +73,22 @@ std::wstring filledTemplate(std::wstring text, bool addMenu, const Captions& cap
     return text;
 }
 
-/// The bytes of the whole file as text; empty when they can't be read.
-std::wstring readWhole(const FileHandle& file) {
+/// In pieces of whole lines, which no placeholder crosses, so that no text of megabytes is copied for each of
+/// them.
+std::string filledTemplate(std::string_view bytes, bool addMenu, const Captions& captions) {
+    constexpr std::size_t leastPiece = 8192;
+    std::string filled;
+    while (!bytes.empty()) {
+        const std::size_t lineEnd = std::min(bytes.find('\n', leastPiece), bytes.size() - 1);
+        const std::string_view piece = bytes.substr(0, lineEnd + 1);
+        filled += toAnsi(filledText(fromAnsi(piece), addMenu, captions));
+        bytes.remove_prefix(piece.size());
+    }
+    return filled;
+}
+
+/// The bytes of the whole file; empty when they can't be read.
+std::string readWhole(const FileHandle& file) {
     const DWORD size = file ? GetFileSize(file.get(), nullptr) : INVALID_FILE_SIZE;
     if (size == INVALID_FILE_SIZE)
         return {};
@@ -82,11 +97,10 @@ std::wstring readWhole(const FileHandle& file) {
     if (!ReadFile(file.get(), bytes.data(), size, &read, nullptr))
         return {};
     bytes.resize(read);
-    return fromAnsi(bytes);
+    return bytes;
 }
 
-void writeWhole(const FileHandle& file, const std::wstring& text) {
-    const std::string bytes = toAnsi(text);
+void writeWhole(const FileHandle& file, const std::string& bytes) {
     DWORD written = 0;
     if (file)
         WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);

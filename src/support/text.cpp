@@ -26,13 +26,9 @@ wchar_t lower(wchar_t character) {
 // without asking the system.
 
 std::string toAnsi(std::wstring_view text) {
+    if (std::all_of(text.begin(), text.end(), isPlain))
+        return {text.begin(), text.end()};
     std::string bytes;
-    if (std::all_of(text.begin(), text.end(), isPlain)) {
-        bytes.reserve(text.size());
-        for (const wchar_t character : text)
-            bytes.push_back(static_cast<char>(character));
-        return bytes;
-    }
     const int length = static_cast<int>(text.size());
     // A quote or backslash of full width must not turn into a plain one, which would mean something.
     DWORD flags = WC_NO_BEST_FIT_CHARS;
@@ -47,13 +43,9 @@ std::string toAnsi(std::wstring_view text) {
 }
 
 std::wstring fromAnsi(std::string_view bytes) {
+    if (std::all_of(bytes.begin(), bytes.end(), [](char byte) { return static_cast<BYTE>(byte) < 0x80; }))
+        return {bytes.begin(), bytes.end()};
     std::wstring text;
-    if (std::all_of(bytes.begin(), bytes.end(), [](char byte) { return static_cast<BYTE>(byte) < 0x80; })) {
-        text.reserve(bytes.size());
-        for (const char byte : bytes)
-            text.push_back(static_cast<wchar_t>(byte));
-        return text;
-    }
     const int size = static_cast<int>(bytes.size());
     const int length = MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, nullptr, 0);
     text.resize(static_cast<std::size_t>(length));

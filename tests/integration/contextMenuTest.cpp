@@ -15,5 +15,18 @@ TEST(ContextMenu, AnEntryWithoutACaptionIsNoneAndOneWithAStrangersKeyStays) {
     machine.insideLauncher([] { EXPECT_EQ(unregisterContextMenu(), true); }); // the template knew it
 }
 
+TEST(ContextMenu, ATemplateOfAnyLengthIsFilledAsAWhole) {
+    ShellMachine machine;
+    const std::string line(50, 'x');
+    std::string bytes, filled;
+    for (int count = 0; count < 1000; ++count) {
+        bytes += line + "%EXEPATH%\r\n";
+        filled += line + "C:\\\\Kovra\\\\bin\r\n";
+    }
+    machine.files.write(L"C:\\Kovra\\bin\\default\\contextMenu.reg", bytes);
+    machine.insideLauncher([] { EXPECT_TRUE(registerWin7ContextMenu(true)); });
+    EXPECT_TRUE(machine.files.read(L"C:\\Kovra\\data\\temp\\contextMenu.reg") == filled);
+}
+
 } // namespace
 } // namespace kovra
