@@ -21,8 +21,7 @@ struct TranslationCache {
 
 PerProcess<TranslationCache> translationCache;
 
-std::optional<TextStream> openForReading(const std::wstring& path) {
-    const std::optional<File> file = fileSystem().GetFile(path);
+std::optional<TextStream> openForReading(const std::optional<File>& file) {
     return file ? file->OpenAsTextStream(IoMode::ForReading) : std::nullopt;
 }
 
@@ -55,11 +54,16 @@ std::optional<std::wstring> valueOf(std::wstring_view line, std::wstring_view pr
 /// Looks `prefix` up in the language file. Fails when the file can't be opened or read; `result` is replaced
 /// by each entry that is found.
 bool scanFile(std::wstring_view prefix, bool loadCatalogue, std::wstring& result) {
-    std::optional<TextStream> stream =
-        openForReading(pathSet->wwwFolder + L"\\includes\\lng\\" + translationCache->language + L".php");
+    const std::optional<File> file = fileSystem().GetFile(pathSet->wwwFolder + L"\\includes\\lng\\" +
+                                                          translationCache->language + L".php");
+    std::optional<TextStream> stream = openForReading(file);
     if (!stream)
         return false;
     std::wstring catalogueText;
+    // About as many characters as the file has bytes, unless that is more than any language needs
+    constexpr std::uint64_t mostAhead = 16'000'000;
+    if (loadCatalogue)
+        catalogueText.reserve(static_cast<std::size_t>(std::min(file->Size().value_or(0), mostAhead)));
     const bool read = readLines(*stream, [&](const std::wstring& line) {
         if (loadCatalogue)
             catalogueText.append(L"\r\n").append(line);
@@ -94,7 +98,8 @@ void scanCache(std::wstring_view prefix, std::wstring& result) {
 } // namespace
 
 std::wstring readIniValue(std::wstring_view key) {
-    std::optional<TextStream> stream = openForReading(pathSet->dataFolder + L"\\general.ini");
+    std::optional<TextStream> stream =
+        openForReading(fileSystem().GetFile(pathSet->dataFolder + L"\\general.ini"));
     if (!stream)
         return {};
     std::wstring value;
