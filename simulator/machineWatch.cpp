@@ -220,6 +220,8 @@ void MachineWatch::expectAnswer(const std::string& client, std::shared_ptr<simul
 void MachineWatch::judgeClients() {
     const std::uint64_t elapsed = now() - lastLookAt_;
     const std::uint64_t failedAt = world_.machine.lastFailedAt().value_or(0);
+    const auto& pipes = world_.machine.pipes.pipes;
+    const bool isPipeOpen = !pipes.empty() && pipes.front()->openToEveryone;
     std::erase_if(asked_, [&](Asked& asked) {
         const simulated::Conversation& talk = *asked.talk;
         if (talk.replies > 0) {
@@ -230,7 +232,9 @@ void MachineWatch::judgeClients() {
             lastAnswered_ = asked.talk;
             return true;
         }
-        const bool excused = facts_.service == nullptr || failedAt >= asked.since || now() < busyUntil_;
+        // Without memory for its access list the pipe lets no user in.
+        const bool excused =
+            !isPipeOpen || facts_.service == nullptr || failedAt >= asked.since || now() < busyUntil_;
         if (talk.dropped && !excused)
             breakRule("client " + asked.client + " is dropped without an answer");
         if (talk.dropped || (!talk.connectedAt && now() > asked.until))
@@ -239,7 +243,7 @@ void MachineWatch::judgeClients() {
             asked.waitedMs = 0;
         else if (talk.connectedAt || holder_ == nullptr)
             asked.waitedMs += elapsed;
-        if (asked.waitedMs > answerMs && !world_.machine.pipes.pipes.empty())
+        if (asked.waitedMs > answerMs)
             breakRule("client " + asked.client + " has no answer");
         return false;
     });
@@ -315,7 +319,10 @@ void MachineWatch::judgeOwnProgram(const AppRunState& state, const Process& runn
     if (!state.launchedWithAdminRights && running.account == Account::localSystem)
         breakRule("the application runs as SYSTEM without a need");
     const auto user = sessions.loggedOn.find(running.session);
-    const bool alwaysElevated = user != sessions.loggedOn.end() && user->second.alwaysElevated;
+    const bool isAdministrator = user != sessions.loggedOn.end() && user->second.administrator;
+    const bool alwaysElevated = isAdministrator && user->second.alwaysElevated;
+    if (state.launchedWithAdminRights && isAdministrator && running.account == Account::user)
+        breakRule("the application lacks the rights that are its due");
     if (!state.launchedWithAdminRights && running.account == Account::administrator && !alwaysElevated)
         breakRule("the application runs elevated without a need");
 }

@@ -148,9 +148,9 @@ private:
     // Users.
 
     void logOnOrOff() {
-        if (!here().loggedOn)
+        if (here().open && !here().loggedOn)
             logOn(console_);
-        else if (chance(3))
+        else if (here().loggedOn && chance(3))
             logOff(console_);
     }
 
@@ -336,6 +336,7 @@ private:
                                                    "registerContextMenu",
                                                    "unregisterContextMenu",
                                                    "installFfmpegFrom C:\\nowhere",
+                                                   "uninstallServices none",
                                                    "installFfmpegFrom \\\\far\\away",
                                                    "installServices",
                                                    "appExited"};
@@ -509,7 +510,10 @@ private:
                                                 "getActiveConsoleSessionId",
                                                 "isExplorerInSession",
                                                 "launchApplicationInSession",
-                                                "createJunction"};
+                                                "createJunction",
+                                                "removeJunctionsBelow",
+                                                "\"CreateObject Scripting.FileSystemObject\"",
+                                                "\"CreateObject Wscript.Shell\""};
         say("call " + std::string{oneOf(calls)} + " fails " + std::to_string(1 + below(1U << below(8))) +
             " times");
     }

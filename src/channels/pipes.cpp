@@ -95,9 +95,12 @@ bool isUnread(DWORD replySize) {
 void createPipe(const char* name) {
     HGLOBAL descriptor = GlobalAlloc(GMEM_ZEROINIT, sizeof(SECURITY_DESCRIPTOR));
     controlPipe->securityDescriptor = descriptor;
-    InitializeSecurityDescriptor(descriptor, SECURITY_DESCRIPTOR_REVISION);
-    // A present but empty list grants every account full access: the application runs with any user's rights.
-    SetSecurityDescriptorDacl(descriptor, yes, nullptr, FALSE);
+    if (descriptor != nullptr) { // else the pipe has Windows' own list, which keeps the users out
+        InitializeSecurityDescriptor(descriptor, SECURITY_DESCRIPTOR_REVISION);
+        // A present but empty list grants every account full access: the application runs with any user's
+        // rights.
+        SetSecurityDescriptorDacl(descriptor, yes, nullptr, FALSE);
+    }
     SECURITY_ATTRIBUTES attributes{};
     attributes.nLength = sizeof attributes;
     attributes.lpSecurityDescriptor = descriptor;

@@ -50,6 +50,15 @@ TEST(Pipes, NothingIsDoneInAStrangersName) {
     EXPECT_FALSE(machine.traced("receive command from app: hello"));
 }
 
+TEST(Pipes, WithoutMemoryForItsAccessListTheServiceRunsOn) {
+    ServiceMachine machine;
+    machine.fail("GlobalAlloc", ERROR_ACCESS_DENIED, 1);
+    machine.startService();
+    machine.play(1000);
+    EXPECT_TRUE(machine.serviceRuns());
+    EXPECT_EQ(machine.leftOpen(), "");
+}
+
 TEST(Pipes, AClientThatSendsWithoutEndIsDroppedInTime) {
     ServiceMachine machine;
     machine.startService();

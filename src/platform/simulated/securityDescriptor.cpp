@@ -27,6 +27,7 @@ using namespace kovra::simulated;
 
 BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision) {
     const Call<"InitializeSecurityDescriptor"> call;
+    call.expect(descriptor != nullptr, "no memory to write to");
     if (call.fails() || descriptor == nullptr || revision != SECURITY_DESCRIPTOR_REVISION)
         return FALSE;
     *static_cast<Descriptor*>(descriptor) = {static_cast<BYTE>(revision), 0, 0};
@@ -35,6 +36,7 @@ BOOL InitializeSecurityDescriptor(PVOID descriptor, DWORD revision) {
 
 BOOL SetSecurityDescriptorDacl(PVOID descriptor, BOOL present, ACL* list, BOOL) {
     const Call<"SetSecurityDescriptorDacl"> call;
+    call.expect(descriptor != nullptr, "no memory to write to");
     if (call.fails() || descriptor == nullptr)
         return FALSE;
     static_cast<Descriptor*>(descriptor)->daclPresent = present != 0;
