@@ -453,6 +453,8 @@ private:
     }
 
     void uninstall() {
+        if (!mayRunJob())
+            return;
         say(newClient() + " says exit");
         plan(4 * second, [this] {
             static constexpr const char* lines[] = {"uninstallServices", "uninstallApplication",
