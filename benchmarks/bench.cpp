@@ -8,26 +8,36 @@
 
 #include <strings.h>
 
-#include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <iterator>
 
 namespace kovra::bench {
 
-bool compare(const std::string& name, const Run& run, const Run& floor, TimedBy timedBy) {
+bool compare(const std::string& name, const Run& run, const Run& floor, Measure measure) {
     for (const auto& [fullName, body] : {std::pair{name, run}, {name + "/floor", floor}}) {
         auto* const registered = benchmark::RegisterBenchmark(fullName.c_str(), body);
         registered->Unit(benchmark::kMicrosecond);
-        if (timedBy == TimedBy::clock)
+        if (measure == Measure::timedParts)
             registered->UseManualTime();
     }
     return true;
 }
 
+namespace {
+
+double processorSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+} // namespace
+
 void timed(benchmark::State& state, const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = processorSeconds();
     work();
-    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    state.SetIterationTime(processorSeconds() - start);
 }
 
 InstalledMachine::InstalledMachine(std::size_t processCount) : Machine(kovra::main) {

@@ -17,12 +17,13 @@ namespace kovra::bench {
 /// Measures by the state's loop.
 using Run = std::function<void(benchmark::State&)>;
 
-enum class TimedBy { processor, clock };
+enum class Measure { wholeLoop, timedParts };
 
-/// Registers NAME and NAME/floor. The clock times what more threads than one do, or what `run` times itself.
-bool compare(const std::string& name, const Run& run, const Run& floor, TimedBy timedBy = TimedBy::processor);
+/// Registers NAME and NAME/floor. What is measured is processor time: of the state's whole loop, or of those
+/// parts of it that are `timed`.
+bool compare(const std::string& name, const Run& run, const Run& floor, Measure measure = Measure::wholeLoop);
 
-/// Has the state time itself what `work` takes, so that what stands around it doesn't count.
+/// Counts what all threads do for `work`.
 void timed(benchmark::State& state, const std::function<void()>& work);
 
 /// A Windows 10 with the product in C:\Kovra, its data in the root, no trace, and a language that is set. A

@@ -48,7 +48,7 @@ const bool runs = compare(
     [](benchmark::State& state) {
         runEach(state, [](simulated::Machine& machine) { machine.inside(handOnPlainly); });
     },
-    TimedBy::clock);
+    Measure::timedParts);
 
 } // namespace
 } // namespace kovra::bench

@@ -84,7 +84,7 @@ const bool deletions = compare(
     [](benchmark::State& state) {
         remove(state, [] { static_cast<void>(fileSystem().DeleteFolder(exeFolder + L"ffmpeg", false)); });
     },
-    TimedBy::clock);
+    Measure::timedParts);
 
 } // namespace
 } // namespace kovra::bench

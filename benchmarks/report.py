@@ -34,8 +34,8 @@ def medians(path):
         if run.get("error_occurred"):
             sys.exit(f"{run['run_name']}: {run['error_message']}")
         if run.get("aggregate_name") == "median":
-            name, clock = re.subn(r"/manual_time$", "", run["run_name"])
-            figures[name] = run["real_time" if clock else "cpu_time"], run["time_unit"]
+            name, by_itself = re.subn(r"/manual_time$", "", run["run_name"])
+            figures[name] = run["real_time" if by_itself else "cpu_time"], run["time_unit"]
     return figures
 
 

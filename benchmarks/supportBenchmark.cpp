@@ -60,7 +60,7 @@ const bool firsts = compare(
             searchPlainly(kept = readPlainly());
         });
     },
-    TimedBy::clock);
+    Measure::timedParts);
 
 const bool laters = compare(
     "language/later",

@@ -187,8 +187,8 @@ double processorMs(const std::string& text) {
 
 /// What the program, and Wine's server besides, take for an idle second.
 void measureIdle(const std::string& program, const std::string& ending) {
-    constexpr DWORD seconds = 12; // four times the longest cadence
-    Sleep(4000);                  // the application is up
+    constexpr DWORD seconds = 9; // three times the longest cadence
+    Sleep(4000);                 // the application is up
     const double own = processorMs(program), server = processorMs("wineserver");
     Sleep(seconds * 1000);
     const double ownMs = (processorMs(program) - own) / seconds;
@@ -232,28 +232,26 @@ void measureMemory(const std::string& fileName, const std::string& ending) {
     fail(fileName + " doesn't run");
 }
 
-/// Kills both at once, at another moment of their second each time.
+/// Kills the program at evenly spread moments of the second behind whose beginning it was last started. The
+/// first round finds that beginning.
+void measureRestarts(const std::string& fileName, const std::string& row, DWORD leftAloneMs) {
+    constexpr DWORD rounds = 9;
+    msUntil(fileName + " is up", [&] { return isRunning(fileName); });
+    for (DWORD round = 0; round <= rounds; ++round) {
+        Sleep(leftAloneMs + round * 1000 / rounds);
+        killAll(fileName);
+        const double tookMs = msUntil(fileName + " is back", [&] { return isRunning(fileName); });
+        if (round > 0)
+            figures.add(row, tookMs);
+    }
+}
+
 void measureRestarts(const ServiceUnderMeasure& launcher) {
-    constexpr int rounds = 11;
     static_cast<void>(launcher.startMs());
     const Process loop = startLoop();
-    for (int round = 0; round < rounds; ++round) {
-        // The launcher leaves an application that it has just started 2 seconds.
-        Sleep(static_cast<DWORD>(2500 + round * 1000 / rounds));
-        double ours = 0, floor = 0;
-        killAll("Kovra.exe");
-        killAll("Restarted.exe");
-        const double start = nowMs();
-        msUntil("both are back", [&] {
-            if (ours == 0 && isRunning("Kovra.exe"))
-                ours = nowMs() - start;
-            if (floor == 0 && isRunning("Restarted.exe"))
-                floor = nowMs() - start;
-            return ours > 0 && floor > 0;
-        });
-        figures.add("service/restart", ours);
-        figures.add("service/restart/floor", floor);
-    }
+    // The launcher leaves an application that it has just started 2 seconds.
+    measureRestarts("Kovra.exe", "service/restart", 3000);
+    measureRestarts("Restarted.exe", "service/restart/floor", 0);
     measureMemory("kovraLauncher.exe", "");
     measureMemory("bareLoop.exe", "/floor");
     static_cast<void>(launcher.stopMs());
