@@ -104,7 +104,7 @@ private:
             begin("terminal services off");
         if (chance(12))
             begin("library missing");
-        behaveOtherwise("");
+        begin(anyBehaviour());
         begin("machine watched");
         begin("service installed");
         text_ += "0 machine boots\n";
@@ -276,28 +276,22 @@ private:
 
     void crash() { say("application crashes"); }
 
-    void behaveOtherwise(const char*) {
-        std::string line;
+    std::string anyBehaviour() {
         switch (below(8)) {
         case 0:
-            line = "application reports nothing";
-            break;
+            return "application reports nothing";
         case 1:
-            line = "application dies after " + inSeconds(below(chance(2) ? 2 * second : 40 * second));
-            break;
+            return "application dies after " + inSeconds(below(chance(2) ? 2 * second : 40 * second));
         case 2:
-            line = "application reports after " + inSeconds(below(5 * second));
-            break;
+            return "application reports after " + inSeconds(below(5 * second));
         case 3:
-            line = chance(2) ? "application mailslot none" : "application mailslot kovraMailslot";
-            break;
+            return chance(2) ? "application mailslot none" : "application mailslot kovraMailslot";
         default:
-            line = "application lives";
+            return "application lives";
         }
-        now_ == 0 ? begin(line) : say(line);
     }
 
-    void changeBehaviour() { behaveOtherwise(""); }
+    void changeBehaviour() { say(anyBehaviour()); }
 
     void startOthers() {
         for (std::uint32_t count = 1 + below(2); count > 0; --count)
