@@ -154,6 +154,8 @@ void changeKey(World& world, const Arguments& arguments) {
 
 template <DWORD code>
 void control(World& world, const Arguments&) {
+    if (world.watch && code != SERVICE_CONTROL_INTERROGATE)
+        world.watch->stopSent();
     world.machine.services.control("Kovra", code);
 }
 

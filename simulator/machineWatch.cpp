@@ -30,6 +30,8 @@ constexpr std::uint64_t installationPauseMs = 1000;
 constexpr std::uint64_t replyReadingMs = 2000;
 /// From the start's decision to the program in the process list: three snapshots and the start itself.
 constexpr std::uint64_t startTakesMs = 40;
+/// A start that has failed is tried again after two seconds.
+constexpr std::uint64_t betweenStartsMs = 1900;
 /// A good client's own time: the loop comes to it once it is connected, or nobody else is.
 constexpr std::uint64_t answerMs = 2000;
 /// How long one client may have the pipe: five seconds for a message, two for its answer, and the passes.
@@ -60,41 +62,142 @@ void MachineWatch::breakRule(const std::string& what) {
 void MachineWatch::disturbed() {
     kills_ = 0;
     quietSince_ = now();
-    placeJudged_ = false;
     changed_ = true;
 }
 
 void MachineWatch::happened(const Happening& happening) {
     changed_ = true;
-    const std::string& text = happening.text;
-    constexpr std::string_view command = "receive command from app: ";
-    if (happening.side == Side::trace && text == "Kill kovra") {
-        // Where no session is at the console starts fail and are followed by kills that hit nothing.
-        if (world_.machine.processes.find(application) != nullptr)
-            ++kills_;
-    } else if (happening.side == Side::trace && text.starts_with(command)) {
-        // The word that the application says at its start doesn't call for anything.
-        if (text.compare(command.size(), std::string::npos, "appLaunched") != 0) {
-            kills_ = 0;
-            missingSince_.reset();
-        }
-        quietSince_ = now();
-        placeJudged_ = false;
-    } else if (happening.side == Side::machine &&
-               simulated::sameAnsiName(text.substr(0, application.size()), application)) {
-        quietSince_ = now();
-        placeJudged_ = false;
-        const std::vector<const Process*> processes = world_.machine.processes.list();
-        if (text.find(" starts in session ") != std::string::npos &&
-            processes.back()->arguments.starts_with("-service"))
-            judgeStart(*processes.back());
-    } else if (happening.side == Side::machine && text.starts_with("kovraLauncher.exe")) {
-        disturbed();
-    } else if (happening.side == Side::launcher && text.starts_with("asks for a start in session ")) {
-        startAskedAt_ = now();
-    } else if (happening.side == Side::launcher && text == "service is stop pending") {
-        endsBy_ = std::max(now(), busyUntil_) + passMs;
+    const std::string_view text = happening.text;
+    const auto follows = [&](std::string_view words) {
+        return text.starts_with(words) ? std::optional{text.substr(words.size())} : std::nullopt;
+    };
+    if (happening.side == Side::machine) {
+        if (simulated::sameAnsiName(text.substr(0, application.size()), application))
+            applicationChanged(text);
+        else if (text.starts_with("kovraLauncher.exe"))
+            disturbed();
+        else if (text.starts_with("pipe client says "))
+            ++messages_;
+    } else if (happening.side == Side::launcher) {
+        if (const auto program = follows("terminates "))
+            judgeKill(*program);
+        else if (const auto session = follows("asks for a start in session "))
+            judgeAskedStart(*session);
+    } else if (text == "Kill kovra") {
+        mayStartAgain_ = true;
+    } else if (const auto command = follows("receive command from app: ")) {
+        follow(*command);
     }
+}
+
+/// The application has come up or ended.
+void MachineWatch::applicationChanged(std::string_view text) {
+    quietSince_ = now();
+    if (text.find(" starts in session ") == std::string_view::npos)
+        return;
+    const Process& newest = *world_.machine.processes.list().back();
+    const bool wasAskedFor = startAskedAt_ != 0 && now() - startAskedAt_ <= startTakesMs;
+    if (wasAskedFor && !newest.path.empty())
+        judgeStart(newest);
+}
+
+/// A command has reached the service.
+void MachineWatch::follow(std::string_view command) {
+    const std::string_view verb = command.substr(0, command.find(' '));
+    quietSince_ = now();
+    if (--messages_ < 0)
+        breakRule("a command is carried out twice");
+    if (verb == "exit")
+        endsBy_ = now() + replyReadingMs + passMs;
+    else if (verb == "appExited")
+        mayStart_ = false;
+    else if (verb == "appLaunched" || verb == "relaunchApp")
+        mayStart_ = true;
+    if (verb == "appLaunched" || verb == "relaunchApp")
+        followWish(verb, command);
+    // The word that the application says at its start calls for nothing.
+    if (command != "appLaunched")
+        kills_ = 0;
+}
+
+void MachineWatch::followWish(std::string_view verb, std::string_view command) {
+    constexpr std::string_view key = " useSessionId=";
+    const std::size_t at = command.find(key);
+    const auto session =
+        at == std::string_view::npos ? std::nullopt : parseNumber(command.substr(at + key.size()));
+    if (!session)
+        return;
+    wish_ = *session;
+    missingSince_.reset();
+    const Process* const running = world_.machine.processes.find(application);
+    if (verb == "relaunchApp" && running != nullptr && !running->unkillable)
+        leaving_ = {running->id, now() + passMs};
+}
+
+/// What was said to another instance of the service, or whose trace may lack a line.
+void MachineWatch::forgetWords() {
+    mayStart_ = mayStartAgain_ = true;
+    wish_.reset();
+    leaving_.reset();
+}
+
+void MachineWatch::stopSent() {
+    if (facts_.service != nullptr)
+        endsBy_ = std::max(now(), busyUntil_) + passMs;
+}
+
+/// The launcher ends the application and what belongs to it, and nothing else.
+void MachineWatch::judgeKill(std::string_view program) {
+    constexpr std::string_view its[] = {application, "kovraHttpd.exe", "mysqld.exe", "kovraFfmpeg.exe",
+                                        "Thumbler.exe"};
+    if (std::none_of(std::begin(its), std::end(its),
+                     [&](std::string_view name) { return simulated::sameAnsiName(name, program); }))
+        breakRule("a program is ended that isn't the application's");
+    mayStartAgain_ = true;
+    // Several applications are ended within the same second.
+    constexpr std::uint64_t togetherMs = 1000;
+    if (!simulated::sameAnsiName(program, application))
+        return;
+    if (now() - killedAt_ > togetherMs)
+        ++kills_;
+    killedAt_ = now();
+}
+
+bool MachineWatch::hasCallFailedSince(std::uint64_t time) const {
+    const std::optional<std::uint64_t> failedAt = world_.machine.lastFailedAt();
+    return failedAt && *failedAt >= time;
+}
+
+/// The service asks for a start, with the session's number and the rights in the text.
+void MachineWatch::judgeAskedStart(std::string_view start) {
+    const std::uint64_t lately = now() - std::min(now(), startTakesMs);
+    const std::int32_t session = parseNumber(start.substr(0, start.find(' '))).value_or(-1);
+    if (!mayStart_)
+        breakRule("the application is started behind its appExited");
+    // A start that failed is tried again two seconds later.
+    if (startAskedAt_ != 0 && now() < startAskedAt_ + betweenStartsMs && !mayStartAgain_ &&
+        !hasCallFailedSince(startAskedAt_))
+        breakRule("starts follow one another at once");
+    if (wish_ && *wish_ >= 0 && session != *wish_)
+        breakRule("the application is started in another session than it was to be");
+    if (start.ends_with("normal rights") && areAdminRightsDue() && !hasCallFailedSince(lately))
+        breakRule("the application is started without the rights that are its due");
+    wish_.reset();
+    mayStartAgain_ = session < 0; // followed by a kill that hits nothing
+    startAskedAt_ = now();
+}
+
+bool MachineWatch::areAdminRightsDue() const {
+    constexpr std::string_view key = "launchWithAdminRights=";
+    if (world_.machine.version.major < 6)
+        return true;
+    const std::string settings =
+        world_.machine.files.read(world_.dataRoot + L"\\data\\general.ini").value_or("");
+    if (!settings.starts_with(key))
+        return false;
+    const std::string_view value =
+        std::string_view{settings}.substr(key.size(), settings.find('\r') - key.size());
+    return value == "1" || simulated::sameAnsiName(value, "true");
 }
 
 /// The service starts the application only where none runs. What it can't know: another one that comes up
@@ -102,8 +205,8 @@ void MachineWatch::happened(const Happening& happening) {
 void MachineWatch::judgeStart(const Process& started) {
     const simulated::Machine& machine = world_.machine;
     const auto failedLately = [&](std::string_view function) {
-        return machine.lastFailedAt(function).value_or(0) + startTakesMs >= now() &&
-               machine.lastFailedAt(function).has_value();
+        const std::optional<std::uint64_t> failedAt = machine.lastFailedAt(function);
+        return failedAt && *failedAt + startTakesMs >= now();
     };
     if (failedLately("CreateToolhelp32Snapshot") || failedLately("Process32First") ||
         failedLately("Process32Next"))
@@ -129,8 +232,13 @@ void MachineWatch::findFacts() {
         else if (isNamed(*process, "kovraLauncher.exe") && process->service == nullptr)
             facts_.jobUnderWay = true;
     }
-    if (facts_.service != nullptr)
+    if (facts_.service != nullptr) {
         facts_.state = &appRunState.of(*facts_.service);
+        if (facts_.service->id != std::exchange(serviceId_, facts_.service->id)) {
+            messages_ = 0;
+            forgetWords();
+        }
+    }
     // One that is on its way to its end has nothing to be judged by but that end.
     if (service == nullptr || service->state == SERVICE_STOPPED)
         endsBy_.reset();
@@ -139,9 +247,9 @@ void MachineWatch::findFacts() {
 const std::string& MachineWatch::look() {
     if (!broken_.empty())
         return broken_;
-    const std::optional<std::uint64_t> failedAt = world_.machine.lastFailedAt();
-    if (failedAt && *failedAt >= lastLookAt_) {
+    if (hasCallFailedSince(lastLookAt_)) {
         disturbed();
+        forgetWords();
         missingSince_.reset();
         heldSince_.reset();
     }
@@ -159,10 +267,9 @@ const std::string& MachineWatch::look() {
     judgePipe();
     judgeClients();
     judgePresence();
-    if (!placeJudged_ && now() >= quietSince_ + settledMs) {
-        placeJudged_ = true;
+    judgeLeaving();
+    if (now() >= quietSince_ + settledMs)
         judgePlace();
-    }
     if (world_.systemOnDesktop.longest(world_.machine) > SystemOnDesktop::patienceMs)
         breakRule("SYSTEM's application stands on an open desktop");
     lastLookAt_ = now();
@@ -190,18 +297,25 @@ void MachineWatch::judgeLoop() {
 }
 
 void MachineWatch::judgeEnd() {
-    if (!endsBy_ && facts_.state != nullptr && facts_.state->exitRequested)
-        endsBy_ = now() + replyReadingMs + passMs;
     if (endsBy_ && now() < busyUntil_)
         endsBy_ = std::max(*endsBy_, busyUntil_ + passMs);
     if (endsBy_ && now() > *endsBy_)
         breakRule("the service doesn't come to its end");
 }
 
+/// The application that was to be started again elsewhere is ended at once.
+void MachineWatch::judgeLeaving() {
+    if (!leaving_ || now() <= leaving_->by)
+        return;
+    if (facts_.service != nullptr && world_.machine.processes.find(leaving_->application) != nullptr)
+        breakRule("the application stays that was to be started again");
+    leaving_.reset();
+}
+
 void MachineWatch::judgePipe() {
     const auto& pipes = world_.machine.pipes.pipes;
     const void* const holder = pipes.empty() ? nullptr : pipes.front()->client;
-    if (holder == nullptr || holder != std::exchange(holder_, holder))
+    if (holder != std::exchange(holder_, holder))
         heldSince_.reset();
     if (holder == nullptr)
         return;
@@ -219,7 +333,6 @@ void MachineWatch::expectAnswer(const std::string& client, std::shared_ptr<simul
 
 void MachineWatch::judgeClients() {
     const std::uint64_t elapsed = now() - lastLookAt_;
-    const std::uint64_t failedAt = world_.machine.lastFailedAt().value_or(0);
     const auto& pipes = world_.machine.pipes.pipes;
     const bool isPipeOpen = !pipes.empty() && pipes.front()->openToEveryone;
     std::erase_if(asked_, [&](Asked& asked) {
@@ -234,15 +347,14 @@ void MachineWatch::judgeClients() {
         }
         // Without memory for its access list the pipe lets no user in.
         const bool excused =
-            !isPipeOpen || facts_.service == nullptr || failedAt >= asked.since || now() < busyUntil_;
+            !isPipeOpen || facts_.service == nullptr || hasCallFailedSince(asked.since) || now() < busyUntil_;
         if (talk.dropped && !excused)
             breakRule("client " + asked.client + " is dropped without an answer");
         if (talk.dropped || (!talk.connectedAt && now() > asked.until))
             return true;
-        if (excused) // nobody is there to answer, or Windows keeps him from it
-            asked.waitedMs = 0;
-        else if (talk.connectedAt || holder_ == nullptr)
-            asked.waitedMs += elapsed;
+        // Nobody is there to answer, or Windows keeps him from it, or another one has the pipe.
+        const bool waits = !excused && (talk.connectedAt || holder_ == nullptr);
+        asked.waitedMs = waits ? asked.waitedMs + elapsed : 0;
         if (asked.waitedMs > answerMs)
             breakRule("client " + asked.client + " has no answer");
         return false;

@@ -27,6 +27,8 @@ public:
     void happened(const simulated::Happening& happening);
     /// Called with each event of the scenario.
     void disturbed();
+    /// Called when the service manager is to stop the service, ahead of it.
+    void stopSent();
     /// A client that keeps to all rules has come: it must get its one answer.
     void expectAnswer(const std::string& client, std::shared_ptr<simulated::Conversation> talk,
                       std::uint64_t patienceMs);
@@ -59,6 +61,15 @@ private:
     [[nodiscard]] std::uint64_t now() const;
     void breakRule(const std::string& what);
     void findFacts();
+    [[nodiscard]] bool hasCallFailedSince(std::uint64_t time) const;
+    [[nodiscard]] bool areAdminRightsDue() const;
+    void applicationChanged(std::string_view text);
+    void follow(std::string_view command);
+    void followWish(std::string_view verb, std::string_view command);
+    void forgetWords();
+    void judgeKill(std::string_view program);
+    void judgeAskedStart(std::string_view start);
+    void judgeLeaving();
     void judgeStart(const simulated::Process& started);
     void judgeLoop();
     void judgeEnd();
@@ -74,15 +85,29 @@ private:
     World& world_;
     std::string broken_;
     Facts facts_;
-    bool changed_ = true;     // since the facts were found
-    bool placeJudged_ = true; // since the machine went quiet
+    bool changed_ = true; // since the facts were found
     std::uint64_t quietSince_ = 0;
     std::uint64_t lastLookAt_ = 0;
     std::uint64_t passes_ = 0;
     std::uint64_t passSince_ = 0;
     std::uint64_t installations_ = 0; // tries
     std::uint64_t busyUntil_ = 0;     // with one
-    std::uint64_t startAskedAt_ = 0;
+
+    // What clients have said. A machine on which calls fail may not trace all of it.
+
+    struct Leaving {
+        DWORD application; ///< its process
+        std::uint64_t by;
+    };
+
+    DWORD serviceId_ = 0;              // its process
+    int messages_ = 0;                 // to the service that it hasn't told of
+    bool mayStart_ = true;             // the last word was not that the application leaves
+    std::optional<std::int32_t> wish_; // a session for the next start
+    std::optional<Leaving> leaving_;
+    bool mayStartAgain_ = true;      // since the last start something was ended
+    std::uint64_t startAskedAt_ = 0; // 0: not yet
+    std::uint64_t killedAt_ = 0;
     int kills_ = 0; // since something called for one
     std::optional<std::uint64_t> endsBy_;
     std::optional<std::uint64_t> missingSince_;

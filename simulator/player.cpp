@@ -185,6 +185,15 @@ private:
 
 } // namespace
 
+Tally Tally::ofNothing() {
+    Tally tally;
+    for (const Event& event : allEvents())
+        tally.events[event.pattern] = 0;
+    for (const std::string_view branch : knownBranches)
+        tally.branches[branch] = 0;
+    return tally;
+}
+
 void Tally::happened(const simulated::Happening& happening) {
     if (happening.side == simulated::Side::machine) {
         if (happening.text.starts_with("kovraLauncher.exe") && happening.text.ends_with(" starts"))

@@ -25,6 +25,8 @@ struct Tally {
         branches;                ///< of the service, by the trace line that tells of it
     std::uint64_t launchers = 0; ///< processes
 
+    /// Knows of all that can come up.
+    [[nodiscard]] static Tally ofNothing();
     void happened(const simulated::Happening& happening);
 };
 

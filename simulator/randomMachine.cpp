@@ -5,9 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
-#include <queue>
 #include <random>
-#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -206,13 +204,13 @@ private:
     }
 
     void switchUser() {
-        const std::uint32_t other = chance(6) ? 4 : 3 - std::max(1U, std::min(console_, 2U));
+        const std::uint32_t other = chance(6) ? 4 : console_ == 1 ? 2 : 1;
         if (at(console_).loggedOn)
             at(console_).logonScreen = true;
         console_ = other;
         if (chance(2)) {
             say("console none");
-            plan(below(3 * second), [this, other] {
+            plan(below(chance(4) ? 30 * second : 3 * second), [this, other] {
                 say("console " + std::to_string(other));
                 openSession(other);
             });
@@ -261,15 +259,14 @@ private:
     void pretend() {
         if (!here().loggedOn)
             return;
-        static constexpr const char* names[] = {"logonui.exe", "winlogon.exe", "regedit.exe", "KOVRA~1.EXE"};
+        static constexpr const char* names[] = {"logonui.exe", "winlogon.exe", "regedit.exe"};
         const std::string name = oneOf(names);
         const std::string where = in(console_);
         say("process " + name + " starts" + where);
-        if (!name.starts_with("KOVRA"))
-            plan(below(minute), [this, name, where, number = console_] {
-                if (at(number).loggedOn)
-                    say("process " + name + " ends" + where);
-            });
+        plan(below(minute), [this, name, where, number = console_] {
+            if (at(number).loggedOn)
+                say("process " + name + " ends" + where);
+        });
     }
 
     // The application.
@@ -472,7 +469,6 @@ private:
                                                 "Process32First",
                                                 "Process32Next",
                                                 "OpenProcess",
-                                                "TerminateProcess",
                                                 "OpenProcessToken",
                                                 "GlobalAlloc",
                                                 "CreateNamedPipeA",
@@ -482,6 +478,7 @@ private:
                                                 "DisconnectNamedPipe",
                                                 "NtQueryInformationFile",
                                                 "ImpersonateNamedPipeClient",
+                                                "RevertToSelf",
                                                 "OpenThreadToken",
                                                 "CheckTokenMembership",
                                                 "CreateFileA",
@@ -517,6 +514,11 @@ private:
     void lockThings() {
         static constexpr const char* things[] = {"folder C:\\Kovra\\data %", "folder C:\\Kovra\\bin %",
                                                  "registry HKCR\\* %"};
+        if (chance(4)) {
+            say("service manager closed");
+            plan(below(minute), [this] { say("service manager open"); });
+            return;
+        }
         const std::string thing = oneOf(things);
         const auto with = [&](const char* word) {
             return std::string{thing}.replace(thing.find('%'), 1, word);

@@ -28,7 +28,9 @@ void watch(const Watched& watched) {
         // While nobody has logged on there, no process list is taken.
         const bool shellUp =
             user != SessionUser::Nobody && runsInSession("explorer.exe", watched.sessionId, Owner::Anybody);
-        if (logon.isOver(GetTickCount(), user, shellUp)) {
+        const bool logonScreenUp = shellUp && user == SessionUser::Unknown &&
+                                   runsInSession("logonui.exe", watched.sessionId, Owner::LocalSystem);
+        if (logon.isOver(GetTickCount(), user, shellUp, logonScreenUp)) {
             TerminateProcess(watched.program.get(), 0);
             for (const char* child : childPrograms)
                 endAllInSession(child, watched.sessionId);

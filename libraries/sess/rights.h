@@ -84,9 +84,12 @@ public:
     static_assert(shellPatienceMs < logonPatienceMs);
 
     /// What is seen at the tick count `now`; the shell counts only beside somebody who may be logged on.
-    /// Gives whether the program is to be ended.
-    [[nodiscard]] constexpr bool isOver(std::uint32_t now, SessionUser user, bool shellUp) {
-        const bool shellStays = shell_.hasHeld(user != SessionUser::Nobody && shellUp, now, shellPatienceMs);
+    /// Where that can't be told it doesn't count behind the system's logon screen: there the program is
+    /// started for nobody, again and again. Gives whether the program is to be ended.
+    [[nodiscard]] constexpr bool isOver(std::uint32_t now, SessionUser user, bool shellUp,
+                                        bool logonScreenUp) {
+        const bool mayBeSomebody = isSomebody(user) || (user == SessionUser::Unknown && !logonScreenUp);
+        const bool shellStays = shell_.hasHeld(mayBeSomebody && shellUp, now, shellPatienceMs);
         return user_.hasHeld(isSomebody(user), now, logonPatienceMs) || shellStays;
     }
 

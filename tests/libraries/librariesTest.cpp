@@ -33,11 +33,11 @@ TEST(Rights, TheTokenDependsOnTheUserAndTheSystemsOwnPrograms) {
 TEST(LogonWatch, EndsWhatOutlivesTheLogon) {
     struct {
         SessionUser user;
-        std::uint32_t shellFrom, shellPausesEvery, over; // seconds; 100: never
-    } const rows[] = {{Nobody, 0, 100, 100},
-                      {Unknown, 5, 100, 15},
-                      {Ordinary, 0, 9, 60}, // it is ended again and again
-                      {Unknown, 100, 100, 100}};
+        std::uint32_t shellFrom, shellPausesEvery, logonScreenTo, over; // seconds; 100: never
+    } const rows[] = {{Nobody, 0, 100, 0, 100},   {Unknown, 5, 100, 0, 15},
+                      {Unknown, 5, 100, 20, 30}, // behind the logon screen it would be started again
+                      {Ordinary, 5, 100, 20, 15}, {Ordinary, 0, 9, 0, 60}, // it is ended again and again
+                      {Unknown, 100, 100, 0, 100}};
 
     for (const auto& row : rows) {
         LogonWatch watch;
@@ -46,7 +46,8 @@ TEST(LogonWatch, EndsWhatOutlivesTheLogon) {
             const bool isUp =
                 second >= row.shellFrom && second % row.shellPausesEvery != row.shellPausesEvery - 1;
             // The clock turns in between.
-            return watch.isOver(second * LogonWatch::lookEveryMs - 7000, row.user, isUp);
+            return watch.isOver(second * LogonWatch::lookEveryMs - 7000, row.user, isUp,
+                                second < row.logonScreenTo);
         };
         while (second < 100 && !isOver())
             ++second;

@@ -140,7 +140,8 @@ void Sessions::watchLogon(DWORD program, DWORD service, const sess::LogonWatch& 
             return;
         const DWORD session = running->session;
         if (next.isOver(machine_.clock.tickCount(), userIn(session),
-                        processes.find("explorer.exe", session) != nullptr)) {
+                        processes.find("explorer.exe", session) != nullptr,
+                        processes.findOwn("logonui.exe", session) != nullptr)) {
             processes.terminate(*running);
             for (const Process* process : processes.list()) {
                 const auto isProcess = [&](const char* name) { return sameAnsiName(process->name, name); };
