@@ -30,7 +30,7 @@ constexpr std::uint64_t installationPauseMs = 1000;
 constexpr std::uint64_t replyReadingMs = 2000;
 /// From the start's decision to the program in the process list: three snapshots and the start itself.
 constexpr std::uint64_t startTakesMs = 40;
-/// A start that has failed is tried again after two seconds.
+/// Between two starts, when the first one worked, and ahead of the service's first one.
 constexpr std::uint64_t betweenStartsMs = 1900;
 /// A good client's own time: the loop comes to it once it is connected, or nobody else is.
 constexpr std::uint64_t answerMs = 2000;
@@ -83,8 +83,10 @@ void MachineWatch::happened(const Happening& happening) {
             judgeKill(*program);
         else if (const auto session = follows("asks for a start in session "))
             judgeAskedStart(*session);
+    } else if (text == "Starting service...") {
+        traces_ = true;
     } else if (text == "Kill kovra") {
-        mayStartAgain_ = true;
+        mayStartAgain_ = true; // also where nothing was left to be ended
     } else if (const auto command = follows("receive command from app: ")) {
         follow(*command);
     }
@@ -97,8 +99,11 @@ void MachineWatch::applicationChanged(std::string_view text) {
         return;
     const Process& newest = *world_.machine.processes.list().back();
     const bool wasAskedFor = startAskedAt_ != 0 && now() - startAskedAt_ <= startTakesMs;
-    if (wasAskedFor && !newest.path.empty())
-        judgeStart(newest);
+    if (!wasAskedFor || newest.path.empty())
+        return;
+    if (isExpected_)
+        beginPause();
+    judgeStart(newest);
 }
 
 /// A command has reached the service.
@@ -109,10 +114,12 @@ void MachineWatch::follow(std::string_view command) {
         breakRule("a command is carried out twice");
     if (verb == "exit")
         endsBy_ = now() + replyReadingMs + passMs;
+    else if (verb == "sessionShutdown")
+        mayStartAgain_ = true;
     else if (verb == "appExited")
-        mayStart_ = false;
+        isExpected_ = false;
     else if (verb == "appLaunched" || verb == "relaunchApp")
-        mayStart_ = true;
+        isExpected_ = true;
     if (verb == "appLaunched" || verb == "relaunchApp")
         followWish(verb, command);
     // The word that the application says at its start calls for nothing.
@@ -136,9 +143,15 @@ void MachineWatch::followWish(std::string_view verb, std::string_view command) {
 
 /// What was said to another instance of the service, or whose trace may lack a line.
 void MachineWatch::forgetWords() {
-    mayStart_ = mayStartAgain_ = true;
+    isExpected_.reset();
+    mayStartAgain_ = true;
     wish_.reset();
     leaving_.reset();
+}
+
+void MachineWatch::beginPause() {
+    mayStartAgain_ = false;
+    pauseSince_ = now();
 }
 
 void MachineWatch::stopSent() {
@@ -172,18 +185,18 @@ bool MachineWatch::hasCallFailedSince(std::uint64_t time) const {
 void MachineWatch::judgeAskedStart(std::string_view start) {
     const std::uint64_t lately = now() - std::min(now(), startTakesMs);
     const std::int32_t session = parseNumber(start.substr(0, start.find(' '))).value_or(-1);
-    if (!mayStart_)
+    if (!isExpected_.value_or(true))
         breakRule("the application is started behind its appExited");
-    // A start that failed is tried again two seconds later.
-    if (startAskedAt_ != 0 && now() < startAskedAt_ + betweenStartsMs && !mayStartAgain_ &&
-        !hasCallFailedSince(startAskedAt_))
+    // An application that ends by itself is started two seconds behind its last start, and so is the
+    // service's first.
+    if (!mayStartAgain_ && now() < pauseSince_ + betweenStartsMs && !hasCallFailedSince(pauseSince_))
         breakRule("starts follow one another at once");
     if (wish_ && *wish_ >= 0 && session != *wish_)
         breakRule("the application is started in another session than it was to be");
     if (start.ends_with("normal rights") && areAdminRightsDue() && !hasCallFailedSince(lately))
         breakRule("the application is started without the rights that are its due");
     wish_.reset();
-    mayStartAgain_ = session < 0; // followed by a kill that hits nothing
+    mayStartAgain_ = true; // unless it works: else a kill that hits nothing may follow, and a start
     startAskedAt_ = now();
 }
 
@@ -237,6 +250,11 @@ void MachineWatch::findFacts() {
         if (facts_.service->id != std::exchange(serviceId_, facts_.service->id)) {
             messages_ = 0;
             forgetWords();
+            // One that can't make its file-system object when it starts never traces.
+            if (std::exchange(traces_, false)) {
+                isExpected_ = true;
+                beginPause();
+            }
         }
     }
     // One that is on its way to its end has nothing to be judged by but that end.
@@ -363,8 +381,8 @@ void MachineWatch::judgeClients() {
 
 /// The application should run, and could.
 bool MachineWatch::isWanted() const {
-    if (facts_.state == nullptr || !facts_.state->appExpected || facts_.state->sessionShutdownPending ||
-        facts_.state->exitRequested || !facts_.winlogon)
+    if (facts_.state == nullptr || !isExpected_.value_or(facts_.state->appExpected) ||
+        facts_.state->sessionShutdownPending || facts_.state->exitRequested || !facts_.winlogon)
         return false;
     const simulated::Machine& machine = world_.machine;
     const std::int32_t console = machine.sessions.active;

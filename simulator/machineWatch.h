@@ -67,6 +67,7 @@ private:
     void follow(std::string_view command);
     void followWish(std::string_view verb, std::string_view command);
     void forgetWords();
+    void beginPause();
     void judgeKill(std::string_view program);
     void judgeAskedStart(std::string_view start);
     void judgeLeaving();
@@ -100,12 +101,14 @@ private:
         std::uint64_t by;
     };
 
+    bool traces_ = false;              // the instance that begins
     DWORD serviceId_ = 0;              // its process
     int messages_ = 0;                 // to the service that it hasn't told of
-    bool mayStart_ = true;             // the last word was not that the application leaves
+    std::optional<bool> isExpected_;   // by the last word about it, where that is known
     std::optional<std::int32_t> wish_; // a session for the next start
     std::optional<Leaving> leaving_;
-    bool mayStartAgain_ = true;      // since the last start something was ended
+    bool mayStartAgain_ = true; // something was ended in the pause ahead of the next start
+    std::uint64_t pauseSince_ = 0;
     std::uint64_t startAskedAt_ = 0; // 0: not yet
     std::uint64_t killedAt_ = 0;
     int kills_ = 0; // since something called for one

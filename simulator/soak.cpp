@@ -89,6 +89,8 @@ std::string cutDown(const std::string& scenario) {
     const auto stillFails = [&](const Lines& fewer) {
         return kindOf(playText(textOf(fewer), quiet).broken) == kind;
     };
+    if (kind.empty())
+        return scenario;
     Lines lines = linesUpTo(outcome.playedMs, scenario);
     if (!stillFails(lines))
         lines = linesOf(scenario);
