@@ -83,6 +83,8 @@ void MachineWatch::happened(const Happening& happening) {
             judgeKill(*program);
         else if (const auto session = follows("asks for a start in session "))
             judgeAskedStart(*session);
+        else if (text.starts_with("answers "))
+            quietSince_ = now(); // a command was carried out, traced or not
     } else if (text == "Starting service...") {
         traces_ = true;
     } else if (text == "Kill kovra") {
