@@ -100,6 +100,8 @@ void connectClient(World& world, const Arguments& arguments) {
                         manner.readsAfter.value_or(0) <= soonMs && !manner.vanishesAfter &&
                         !manner.identity.overNetwork &&
                         manner.identity.level != simulated::ImpersonationLevel::anonymous;
+    if (manner.identity.overNetwork && world.watch)
+        world.watch->expectSilence(world.clients[name]);
     if (isGood && world.watch)
         world.watch->expectAnswer(name, world.clients[name], manner.patienceMs);
 }

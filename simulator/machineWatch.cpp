@@ -100,11 +100,14 @@ void MachineWatch::applicationChanged(std::string_view text) {
     if (text.find(" starts in session ") == std::string_view::npos)
         return;
     const Process& newest = *world_.machine.processes.list().back();
-    const bool wasAskedFor = startAskedAt_ != 0 && now() - startAskedAt_ <= startTakesMs;
-    if (!wasAskedFor || newest.path.empty())
+    const bool isServices = newest.arguments.starts_with("-service");
+    if (!isServices) // somebody's own, or a one-shot job's
         return;
     if (isExpected_)
         beginPause();
+    startedWithoutShell_ = world_.machine.processes.find("explorer.exe", newest.session) == nullptr;
+    if (resumes_ && newest.arguments != (*resumes_ ? "-service -resume" : "-service"))
+        breakRule("the application is started with other arguments than are its due");
     judgeStart(newest);
 }
 
@@ -115,13 +118,15 @@ void MachineWatch::follow(std::string_view command) {
     if (--messages_ < 0)
         breakRule("a command is carried out twice");
     if (verb == "exit")
-        endsBy_ = now() + replyReadingMs + passMs;
+        expectEnd(replyReadingMs + passMs);
     else if (verb == "sessionShutdown")
         mayStartAgain_ = true;
     else if (verb == "appExited")
         isExpected_ = false;
     else if (verb == "appLaunched" || verb == "relaunchApp")
         isExpected_ = true;
+    if (verb == "appLaunched")
+        resumesNext_ = false;
     if (verb == "appLaunched" || verb == "relaunchApp")
         followWish(verb, command);
     // The word that the application says at its start calls for nothing.
@@ -146,6 +151,7 @@ void MachineWatch::followWish(std::string_view verb, std::string_view command) {
 /// What was said to another instance of the service, or whose trace may lack a line.
 void MachineWatch::forgetWords() {
     isExpected_.reset();
+    resumesNext_.reset();
     mayStartAgain_ = true;
     wish_.reset();
     leaving_.reset();
@@ -157,8 +163,16 @@ void MachineWatch::beginPause() {
 }
 
 void MachineWatch::stopSent() {
-    if (facts_.service != nullptr)
-        endsBy_ = std::max(now(), busyUntil_) + passMs;
+    expectEnd(passMs);
+}
+
+/// The service ends in this time, which a pass that installs it stretches.
+void MachineWatch::expectEnd(std::uint64_t within) {
+    if (facts_.service == nullptr)
+        return;
+    const std::uint64_t by = std::max(now(), busyUntil_) + within;
+    if (!ending_ || by < ending_->by)
+        ending_ = {facts_.service->id, by};
 }
 
 /// The launcher ends the application and what belongs to it, and nothing else.
@@ -198,6 +212,9 @@ void MachineWatch::judgeAskedStart(std::string_view start) {
     if (start.ends_with("normal rights") && areAdminRightsDue() && !hasCallFailedSince(lately))
         breakRule("the application is started without the rights that are its due");
     wish_.reset();
+    resumes_ = resumesNext_;
+    if (resumesNext_)
+        resumesNext_ = true;
     mayStartAgain_ = true; // unless it works: else a kill that hits nothing may follow, and a start
     startAskedAt_ = now();
 }
@@ -255,13 +272,11 @@ void MachineWatch::findFacts() {
             // One that can't make its file-system object when it starts never traces.
             if (std::exchange(traces_, false)) {
                 isExpected_ = true;
+                resumesNext_ = false;
                 beginPause();
             }
         }
     }
-    // One that is on its way to its end has nothing to be judged by but that end.
-    if (service == nullptr || service->state == SERVICE_STOPPED)
-        endsBy_.reset();
 }
 
 const std::string& MachineWatch::look() {
@@ -281,13 +296,19 @@ const std::string& MachineWatch::look() {
         findFacts();
         judgeLeftOpen();
         judgeKills();
+        for (const auto& stranger : strangers_) {
+            if (stranger->replies > 0)
+                breakRule("a program on another machine is answered");
+        }
     }
     judgeLoop();
-    judgeEnd();
+    if (ending_ && now() < busyUntil_)
+        ending_->by = std::max(ending_->by, busyUntil_ + passMs);
+    judgeDeadline(ending_, "the service doesn't come to its end");
+    judgeDeadline(leaving_, "the application stays that was to be started again");
     judgePipe();
     judgeClients();
     judgePresence();
-    judgeLeaving();
     if (now() >= quietSince_ + settledMs)
         judgePlace();
     if (world_.systemOnDesktop.longest(world_.machine) > SystemOnDesktop::patienceMs)
@@ -316,20 +337,13 @@ void MachineWatch::judgeLoop() {
         breakRule("the loop of the service stands");
 }
 
-void MachineWatch::judgeEnd() {
-    if (endsBy_ && now() < busyUntil_)
-        endsBy_ = std::max(*endsBy_, busyUntil_ + passMs);
-    if (endsBy_ && now() > *endsBy_)
-        breakRule("the service doesn't come to its end");
-}
-
-/// The application that was to be started again elsewhere is ended at once.
-void MachineWatch::judgeLeaving() {
-    if (!leaving_ || now() <= leaving_->by)
+void MachineWatch::judgeDeadline(std::optional<Deadline>& deadline, const char* broken) {
+    if (!deadline)
         return;
-    if (facts_.service != nullptr && world_.machine.processes.find(leaving_->application) != nullptr)
-        breakRule("the application stays that was to be started again");
-    leaving_.reset();
+    if (world_.machine.processes.find(deadline->process) == nullptr)
+        deadline.reset();
+    else if (now() > deadline->by)
+        breakRule(broken);
 }
 
 void MachineWatch::judgePipe() {
@@ -349,6 +363,10 @@ void MachineWatch::judgePipe() {
 void MachineWatch::expectAnswer(const std::string& client, std::shared_ptr<simulated::Conversation> talk,
                                 std::uint64_t patienceMs) {
     asked_.push_back({client, std::move(talk), now(), now() + patienceMs, 0});
+}
+
+void MachineWatch::expectSilence(std::shared_ptr<simulated::Conversation> talk) {
+    strangers_.push_back(std::move(talk));
 }
 
 void MachineWatch::judgeClients() {
@@ -384,7 +402,9 @@ void MachineWatch::judgeClients() {
 /// The application should run, and could.
 bool MachineWatch::isWanted() const {
     if (facts_.state == nullptr || !isExpected_.value_or(facts_.state->appExpected) ||
-        facts_.state->sessionShutdownPending || facts_.state->exitRequested || !facts_.winlogon)
+        facts_.state->exitRequested || !facts_.winlogon)
+        return false;
+    if (facts_.state->sessionShutdownPending && facts_.explorer)
         return false;
     const simulated::Machine& machine = world_.machine;
     const std::int32_t console = machine.sessions.active;
@@ -448,6 +468,11 @@ void MachineWatch::judgeOwnProgram(const AppRunState& state, const Process& runn
     if (!state.restartWhenExplorerStarts && facts_.winlogon && console != session &&
         console != state.watchedSessionId)
         breakRule("the application stays in a session that isn't at the console");
+    // The watchdog asks for it once; a kill that fails isn't repeated.
+    if (startedWithoutShell_ && !hasCallFailedSince(running.startedAt) && !state.launchedWithAdminRights &&
+        world_.machine.version.major >= 6 && session > 0 && session == console &&
+        world_.machine.processes.find("explorer.exe", running.session) != nullptr)
+        breakRule("the application that came ahead of the shell isn't started again");
     if (!state.launchedWithAdminRights && running.account == Account::localSystem)
         breakRule("the application runs as SYSTEM without a need");
     const auto user = sessions.loggedOn.find(running.session);

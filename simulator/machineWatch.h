@@ -33,6 +33,9 @@ public:
     void expectAnswer(const std::string& client, std::shared_ptr<simulated::Conversation> talk,
                       std::uint64_t patienceMs);
 
+    /// A client on another machine has come: it gets no answer.
+    void expectSilence(std::shared_ptr<simulated::Conversation> talk);
+
     /// Looks at the machine while every launcher thread waits. Gives the first thing that did not hold; empty
     /// as long as there is none.
     const std::string& look();
@@ -44,6 +47,12 @@ private:
         std::uint64_t since;
         std::uint64_t until;    ///< it gives up connecting
         std::uint64_t waitedMs; ///< while the pipe was its own or nobody's
+    };
+
+    /// By when a process must have ended.
+    struct Deadline {
+        DWORD process;
+        std::uint64_t by;
     };
 
     /// What the process list and the service manager's database say.
@@ -70,10 +79,10 @@ private:
     void beginPause();
     void judgeKill(std::string_view program);
     void judgeAskedStart(std::string_view start);
-    void judgeLeaving();
+    void judgeDeadline(std::optional<Deadline>& deadline, const char* broken);
     void judgeStart(const simulated::Process& started);
     void judgeLoop();
-    void judgeEnd();
+    void expectEnd(std::uint64_t within);
     void judgeKills();
     void judgeClients();
     void judgePipe();
@@ -96,28 +105,27 @@ private:
 
     // What clients have said. A machine on which calls fail may not trace all of it.
 
-    struct Leaving {
-        DWORD application; ///< its process
-        std::uint64_t by;
-    };
-
     bool traces_ = false;              // the instance that begins
     DWORD serviceId_ = 0;              // its process
     int messages_ = 0;                 // to the service that it hasn't told of
     std::optional<bool> isExpected_;   // by the last word about it, where that is known
+    std::optional<bool> resumesNext_;  // no word of the application since its last start, where that is known
+    std::optional<bool> resumes_;      // the same for the last start
+    bool startedWithoutShell_ = false; // the last one
     std::optional<std::int32_t> wish_; // a session for the next start
-    std::optional<Leaving> leaving_;
+    std::optional<Deadline> leaving_;
     bool mayStartAgain_ = true; // something was ended in the pause ahead of the next start
     std::uint64_t pauseSince_ = 0;
     std::uint64_t startAskedAt_ = 0; // 0: not yet
     std::uint64_t killedAt_ = 0;
-    int kills_ = 0; // since something called for one
-    std::optional<std::uint64_t> endsBy_;
+    int kills_ = 0;                  // since something called for one
+    std::optional<Deadline> ending_; // of the service
     std::optional<std::uint64_t> missingSince_;
     std::optional<std::uint64_t> heldSince_;
     const void* holder_ = nullptr; // the client that has the pipe
     std::vector<Asked> asked_;
     std::shared_ptr<simulated::Conversation> lastAnswered_;
+    std::vector<std::shared_ptr<simulated::Conversation>> strangers_;
 };
 
 } // namespace kovra::simulation
