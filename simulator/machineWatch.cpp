@@ -296,6 +296,7 @@ const std::string& MachineWatch::look() {
         findFacts();
         judgeLeftOpen();
         judgeKills();
+        judgePresence();
         for (const auto& stranger : strangers_) {
             if (stranger->replies > 0)
                 breakRule("a program on another machine is answered");
@@ -308,7 +309,8 @@ const std::string& MachineWatch::look() {
     judgeDeadline(leaving_, "the application stays that was to be started again");
     judgePipe();
     judgeClients();
-    judgePresence();
+    if (missingSince_ && now() - *missingSince_ > missingMs)
+        breakRule("the application is missing");
     if (now() >= quietSince_ + settledMs)
         judgePlace();
     if (world_.systemOnDesktop.longest(world_.machine) > SystemOnDesktop::patienceMs)
@@ -421,8 +423,6 @@ void MachineWatch::judgePresence() {
         missingSince_.reset();
     else if (!missingSince_)
         missingSince_ = now();
-    else if (now() - *missingSince_ > missingMs)
-        breakRule("the application is missing");
 }
 
 void MachineWatch::judgePlace() {

@@ -436,9 +436,13 @@ private:
         return true;
     }
 
+    /// Where the service is there already it is tried three times, a second apart.
     void installAgain() {
-        if (!mayRunJob())
-            return;
+        if (chance(3) && mayRunJob())
+            install();
+    }
+
+    void install() {
         say("launcher installServices all");
         plan(second + below(5 * second), [this] { say("service starts"); });
     }
@@ -457,7 +461,7 @@ private:
                 say("folder C:\\Kovra\\data\\temp made");
                 say("folder C:\\Kovra\\shared made");
                 say("file C:\\Kovra\\bin\\appDataPath holds C:\\Kovra");
-                installAgain();
+                install();
             });
         });
     }
