@@ -54,6 +54,11 @@ std::uint64_t MachineWatch::now() const {
     return world_.machine.scheduler.now();
 }
 
+std::int32_t MachineWatch::console() const {
+    const simulated::Sessions& sessions = world_.machine.sessions;
+    return sessions.withoutLibrary ? -1 : sessions.active;
+}
+
 void MachineWatch::breakRule(const std::string& what) {
     if (broken_.empty())
         broken_ = what;
@@ -87,6 +92,9 @@ void MachineWatch::happened(const Happening& happening) {
             quietSince_ = now(); // a command was carried out, traced or not
     } else if (text == "Starting service...") {
         traces_ = true;
+    } else if (text.starts_with("Kovra and winlogon sessions are different")) {
+        if (consoleKnown_ == console() && !hasCallFailedSince(startAskedAt_))
+            breakRule("the application is ended for another session though the console's is the same");
     } else if (text == "Kill kovra") {
         mayStartAgain_ = true; // also where nothing was left to be ended
     } else if (const auto command = follows("receive command from app: ")) {
@@ -117,6 +125,9 @@ void MachineWatch::follow(std::string_view command) {
     quietSince_ = now();
     if (--messages_ < 0)
         breakRule("a command is carried out twice");
+    // Whoever has the pipe has said it.
+    for (Asked& asked : asked_)
+        asked.isHeard = asked.isHeard || (asked.talk->connectedAt && !asked.talk->dropped);
     if (verb == "exit")
         expectEnd(replyReadingMs + passMs);
     else if (verb == "sessionShutdown")
@@ -142,6 +153,7 @@ void MachineWatch::followWish(std::string_view verb, std::string_view command) {
     if (!session)
         return;
     wish_ = *session;
+    consoleKnown_ = console();
     missingSince_.reset();
     const Process* const running = world_.machine.processes.find(application);
     if (verb == "relaunchApp" && running != nullptr && !running->unkillable)
@@ -151,6 +163,7 @@ void MachineWatch::followWish(std::string_view verb, std::string_view command) {
 /// What was said to another instance of the service, or whose trace may lack a line.
 void MachineWatch::forgetWords() {
     isExpected_.reset();
+    consoleKnown_.reset();
     resumesNext_.reset();
     mayStartAgain_ = true;
     wish_.reset();
@@ -163,6 +176,7 @@ void MachineWatch::beginPause() {
 }
 
 void MachineWatch::stopSent() {
+    stopSentAt_ = now();
     expectEnd(passMs);
 }
 
@@ -212,6 +226,7 @@ void MachineWatch::judgeAskedStart(std::string_view start) {
     if (start.ends_with("normal rights") && areAdminRightsDue() && !hasCallFailedSince(lately))
         breakRule("the application is started without the rights that are its due");
     wish_.reset();
+    consoleKnown_ = console();
     resumes_ = resumesNext_;
     if (resumesNext_)
         resumesNext_ = true;
@@ -364,7 +379,7 @@ void MachineWatch::judgePipe() {
 
 void MachineWatch::expectAnswer(const std::string& client, std::shared_ptr<simulated::Conversation> talk,
                                 std::uint64_t patienceMs) {
-    asked_.push_back({client, std::move(talk), now(), now() + patienceMs, 0});
+    asked_.push_back({client, std::move(talk), now(), now() + patienceMs, 0, false});
 }
 
 void MachineWatch::expectSilence(std::shared_ptr<simulated::Conversation> talk) {
@@ -385,9 +400,11 @@ void MachineWatch::judgeClients() {
             lastAnswered_ = asked.talk;
             return true;
         }
-        // Without memory for its access list the pipe lets no user in.
-        const bool excused =
-            !isPipeOpen || facts_.service == nullptr || hasCallFailedSince(asked.since) || now() < busyUntil_;
+        // Without memory for its access list the pipe lets no user in. Who is heard has his answer ahead of
+        // the service's end, unless a stop cuts it short.
+        const bool isOwedAnswer = asked.isHeard && stopSentAt_ < asked.since;
+        const bool excused = hasCallFailedSince(asked.since) || now() < busyUntil_ ||
+                             (!isOwedAnswer && (!isPipeOpen || facts_.service == nullptr));
         if (talk.dropped && !excused)
             breakRule("client " + asked.client + " is dropped without an answer");
         if (talk.dropped || (!talk.connectedAt && now() > asked.until))
@@ -409,12 +426,10 @@ bool MachineWatch::isWanted() const {
     if (facts_.state->sessionShutdownPending && facts_.explorer)
         return false;
     const simulated::Machine& machine = world_.machine;
-    const std::int32_t console = machine.sessions.active;
-    if (console < 0 || machine.sessions.withoutLibrary ||
-        !machine.files.fileExists(world_.installRoot + L"\\bin\\Kovra.exe"))
+    if (console() < 0 || !machine.files.fileExists(world_.installRoot + L"\\bin\\Kovra.exe"))
         return false;
     const bool withNormalRights = facts_.state->adminRequested == 0 && !facts_.logonScreen;
-    return sess::tokenFor(withNormalRights, machine.sessions.factsOf(static_cast<DWORD>(console))) !=
+    return sess::tokenFor(withNormalRights, machine.sessions.factsOf(static_cast<DWORD>(console()))) !=
            sess::StartToken::None;
 }
 
@@ -464,13 +479,12 @@ void MachineWatch::judgeOwnProgram(const AppRunState& state, const Process& runn
     const auto session = static_cast<std::int32_t>(running.session);
     if (state.launchedSessionId != session)
         breakRule("the application runs in another session than the service knows of");
-    const std::int32_t console = sessions.withoutLibrary ? -1 : sessions.active;
-    if (!state.restartWhenExplorerStarts && facts_.winlogon && console != session &&
-        console != state.watchedSessionId)
+    if (!state.restartWhenExplorerStarts && facts_.winlogon && console() != session &&
+        console() != state.watchedSessionId)
         breakRule("the application stays in a session that isn't at the console");
     // The watchdog asks for it once; a kill that fails isn't repeated.
     if (startedWithoutShell_ && !hasCallFailedSince(running.startedAt) && !state.launchedWithAdminRights &&
-        world_.machine.version.major >= 6 && session > 0 && session == console &&
+        world_.machine.version.major >= 6 && session > 0 && session == console() &&
         world_.machine.processes.find("explorer.exe", running.session) != nullptr)
         breakRule("the application that came ahead of the shell isn't started again");
     if (!state.launchedWithAdminRights && running.account == Account::localSystem)

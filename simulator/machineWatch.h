@@ -47,6 +47,7 @@ private:
         std::uint64_t since;
         std::uint64_t until;    ///< it gives up connecting
         std::uint64_t waitedMs; ///< while the pipe was its own or nobody's
+        bool isHeard;           ///< the service has taken its command
     };
 
     /// By when a process must have ended.
@@ -68,6 +69,8 @@ private:
     };
 
     [[nodiscard]] std::uint64_t now() const;
+    /// The session at the console as the launcher can tell it.
+    [[nodiscard]] std::int32_t console() const;
     void breakRule(const std::string& what);
     void findFacts();
     [[nodiscard]] bool hasCallFailedSince(std::uint64_t time) const;
@@ -112,7 +115,8 @@ private:
     std::optional<bool> resumesNext_;  // no word of the application since its last start, where that is known
     std::optional<bool> resumes_;      // the same for the last start
     bool startedWithoutShell_ = false; // the last one
-    std::optional<std::int32_t> wish_; // a session for the next start
+    std::optional<std::int32_t> consoleKnown_; // the session that the service knows to be at the console
+    std::optional<std::int32_t> wish_;         // a session for the next start
     std::optional<Deadline> leaving_;
     bool mayStartAgain_ = true; // something was ended in the pause ahead of the next start
     std::uint64_t pauseSince_ = 0;
@@ -120,6 +124,7 @@ private:
     std::uint64_t killedAt_ = 0;
     int kills_ = 0;                  // since something called for one
     std::optional<Deadline> ending_; // of the service
+    std::uint64_t stopSentAt_ = 0;
     std::optional<std::uint64_t> missingSince_;
     std::optional<std::uint64_t> heldSince_;
     const void* holder_ = nullptr; // the client that has the pipe
