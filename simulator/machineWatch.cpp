@@ -347,8 +347,9 @@ void MachineWatch::judgeKills() {
 }
 
 void MachineWatch::judgeLoop() {
-    const std::uint64_t passes = world_.machine.calls(simulated::functionIndex<"WaitForSingleObject">);
-    if (facts_.service == nullptr || passes != std::exchange(passes_, passes) || now() < busyUntil_)
+    const std::uint64_t waits = facts_.service != nullptr ? facts_.service->waits : 0;
+    // Each pass ends in a wait.
+    if (facts_.service == nullptr || waits != std::exchange(waits_, waits) || now() < busyUntil_)
         passSince_ = now();
     else if (now() - passSince_ > passMs)
         breakRule("the loop of the service stands");

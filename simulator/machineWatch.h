@@ -101,7 +101,7 @@ private:
     bool changed_ = true; // since the facts were found
     std::uint64_t quietSince_ = 0;
     std::uint64_t lastLookAt_ = 0;
-    std::uint64_t passes_ = 0;
+    std::uint64_t waits_ = 0; // of the service
     std::uint64_t passSince_ = 0;
     std::uint64_t installations_ = 0; // tries
     std::uint64_t busyUntil_ = 0;     // with one

@@ -33,6 +33,7 @@ public:
     std::string path;           ///< of its executable, where it was started by path
     std::string arguments;      ///< behind the program name
     Service* service = nullptr; ///< the service that it was started for, if any
+    std::uint64_t waits = 0;    ///< for an event or a thread, since it started
     std::size_t messages = 0;   ///< that wait for its main thread to serve them
     bool hasMessage = false;    ///< its main thread has taken one that it hasn't dispatched
     bool ended = false;

@@ -27,6 +27,7 @@ DWORD waitFor(DWORD count, const HANDLE* handles, DWORD milliseconds) {
     DWORD result = WAIT_FAILED;
     {
         const Call<name> call;
+        ++currentThread()->process()->waits;
         if (call.fails())
             return WAIT_FAILED;
         const bool known = std::all_of(handles, handles + count, [](HANDLE handle) {
